@@ -1,0 +1,8 @@
+#pragma once
+
+#include "HttpData.h"
+
+class CCurlHttp {
+  public:
+    int Perform(CHttpData* data);
+};

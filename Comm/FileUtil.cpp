@@ -1,0 +1,90 @@
+#include "FileUtil.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0600;  // settings hold what identifies the user
+constexpr size_t kReadBlock = 64 * 1024;
+
+std::string ResolveLink(const char* path) {
+    char resolved[PATH_MAX];
+    return realpath(path, resolved) != nullptr ? resolved : path;
+}
+
+bool WriteAll(int descriptor, const std::string& content) {
+    size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        written += static_cast<size_t>(count);
+    }
+    return true;
+}
+
+// The new file takes over what other programs know the old one by. A user who may write a file but not give
+// it away keeps it as his own.
+void CopyModeAndOwner(const char* path, int descriptor) {
+    struct stat old = {};
+    if (stat(path, &old) == 0) {
+        (void)!fchown(descriptor, old.st_uid, old.st_gid);
+        (void)fchmod(descriptor, old.st_mode & 07777);
+    }
+}
+
+}  // namespace
+
+bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
+    struct stat status = {};
+    if (stat(path, &status) != 0 || S_ISDIR(status.st_mode)) {
+        return false;
+    }
+    FileOwner file(fopen(path, "rb"));
+    if (file == nullptr) {
+        return false;
+    }
+    std::string read;
+    size_t count = 0;
+    do {
+        const size_t end = read.size();
+        read.resize(end + kReadBlock);
+        count = fread(&read[end], 1, kReadBlock, file.get());
+        read.resize(end + count);
+    } while (count > 0);
+    if (ferror(file.get()) != 0) {
+        return false;
+    }
+    content = std::move(read);
+    return true;
+}
+
+bool CFileUtil::ReplaceFile(const char* path, const std::string& content) {
+    const std::string target = ResolveLink(path);
+    std::string temporary = target + ".XXXXXX";
+    const int descriptor = mkostemp(&temporary[0], O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    (void)fchmod(descriptor, kNewFileMode);
+    CopyModeAndOwner(target.c_str(), descriptor);
+    bool done = WriteAll(descriptor, content) && fsync(descriptor) == 0;
+    done = close(descriptor) == 0 && done;
+    done = done && rename(temporary.c_str(), target.c_str()) == 0;
+    if (!done) {
+        const int failure = errno;
+        (void)unlink(temporary.c_str());  // the first failure is the one to report
+        errno = failure;
+    }
+    return done;
+}

@@ -1,0 +1,1 @@
+#include "HttpHelper.h"

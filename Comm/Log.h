@@ -1,0 +1,31 @@
+#pragma once
+
+#include "SimpleFile.h"
+
+// How urgent a log line is; a line is written when its level is at most the logger's.
+enum LEVEL { ERROR = 0, WARN = 1, NOTICE = 2, INFO = 3, DEBUG = 4 };
+
+// The process-wide log file. It exists before main runs. No lock is taken: lines that two threads write at
+// the same moment may mix, which costs a reader less than every thread waiting for the disk would cost the
+// service. Each line is "month-day hour:minute:second message" without a year; the year is in the file name.
+class CLog : public CSimpleFile {
+  public:
+    static CLog* GetInst() { return m_pLog; }
+
+    void SetLevel(int level) { m_level = level; }
+    // Opens "dir/date_name" for appending and creates the folder. `dateFormat` is strftime's; an empty or null
+    // `dir` or `dateFormat` leaves that part out. When the folder cannot be made, the file lands in the working
+    // directory. The date is that of the call: the file does not change at midnight. 0, or -1 when the file
+    // cannot be opened; every later line is then dropped.
+    int Create(const char* dir, const char* name, const char* dateFormat);
+    // Writes one line printf-style. An empty text writes nothing, not even a time stamp.
+    void WriteLog(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
+    // Local time by strftime into `out` of `size` bytes, cleared first. Always 1.
+    int getTimeNow(char* out, int size, const char* format);
+
+  private:
+    static CLog* m_pLog;
+
+    int m_level = ERROR;
+    char buf[1024] = {};
+};

@@ -1,0 +1,1 @@
+#include "SimpleThread.h"

@@ -1,0 +1,1 @@
+#include "XMLOpt.h"

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <pthread.h>
+
+#include "lock.h"
+
+// A recursive mutex: the thread that holds it may take it again. `mode` is ignored.
+class MutexLock : public LockBase {
+  public:
+    MutexLock();
+    ~MutexLock() override;
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+    void Lock(int mode = 0) override;
+    bool TryLock(int mode = 0) override;
+    void UnLock() override;
+
+  private:
+    pthread_mutex_t m_mutex;
+};
+
+// A reader/writer lock: mode 0 takes it shared, any other mode exclusive.
+class RWLock : public LockBase {
+  public:
+    RWLock();
+    ~RWLock() override;
+    RWLock(const RWLock&) = delete;
+    RWLock& operator=(const RWLock&) = delete;
+
+    void Lock(int mode) override;
+    bool TryLock(int mode) override;
+    void UnLock() override;
+
+  private:
+    pthread_rwlock_t m_rwlock;
+};

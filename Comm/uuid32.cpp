@@ -1,0 +1,1 @@
+#include "uuid32.h"

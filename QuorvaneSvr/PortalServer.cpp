@@ -1,0 +1,1 @@
+#include "PortalServer.h"
