@@ -300,7 +300,6 @@ int CZsmHelper::zsoReadString(char** out, FILE* file, unsigned char fixedLength)
     return *out != nullptr && fread(*out, 1, length, file) == length ? 1 : 0;
 }
 
-// `packed` is what follows the texts of the container; its stream is restored in place.
 bool CZsmHelper::UnpackModule(unsigned char* packed, size_t length, __ZsoFile* module) {
     if (length <= kStreamOffset) {
         return false;

@@ -98,6 +98,8 @@ class CZsmHelper {
     static int LzmaUncompress(unsigned char* destination, size_t* destinationLength,
                               const unsigned char* source, size_t* sourceLength,
                               const unsigned char* properties, size_t propertiesSize);
+    // Fills `data` and `size` from what follows the container's texts; the stream is restored in place. False
+    // when it is not a module's.
     static bool UnpackModule(unsigned char* packed, size_t length, __ZsoFile* module);
 
     char m_pDefaultZsm[1024] = {};                                 // always empty
