@@ -114,7 +114,11 @@ class ZsmHelperTest : public testing::Test {
     void TearDown() override { EXPECT_FALSE(m_folder.Has(kTemporary)); }
 
     static CZsmHelper& Module() { return *CZsmHelper::GetInst(); }
-    void PortalSends(const std::string& container) { m_folder.Write(kContainer, container); }
+    // A new file each time: rewriting one waits for the disk on some file systems.
+    void PortalSends(const std::string& container) {
+        unlink(kContainer);
+        m_folder.Write(kContainer, container);
+    }
 
     static std::string Code(const char* text) { return TakeText(Module().Code(text)); }
     static std::string DeCode(const char* text) { return TakeText(Module().DeCode(text)); }
