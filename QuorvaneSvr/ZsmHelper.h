@@ -102,7 +102,7 @@ class CZsmHelper {
     // when it is not a module's.
     static bool UnpackModule(unsigned char* packed, size_t length, __ZsoFile* module);
 
-    char m_pDefaultZsm[1024] = {};                                 // always empty
+    [[maybe_unused]] char m_pDefaultZsm[1024] = {};                // always empty
     char m_pZsm[1024] = {};                                        // path of the container file
     char m_pAlgoId[100] = "00000000-0000-0000-0000-000000000000";  // the last one read
     static CZsmHelper* m_pHelper;
