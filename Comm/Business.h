@@ -28,12 +28,13 @@ class IBusiness {
     ~IBusiness() = default;
 };
 
-// Base of the businesses: hands each envelope to the handler of its operation code. InitService is called once,
-// before any envelope arrives; after that the base holds nothing that changes, and PostMsg is free to all
-// threads.
+// Base of the businesses: hands each envelope to the handler of its operation code. InitService is called
+// once, before any envelope arrives; after that the base holds nothing that changes, and PostMsg is free to
+// all threads.
 class CBusiness : public IBusiness {
   public:
-    // `source` is the sender's name, to which a reply is addressed; it and the document live as long as the call.
+    // `source` is the sender's name, to which a reply is addressed; it and the document live as long as the
+    // call.
     using OpcodeFun = void (CBusiness::*)(const char* source, CXMLOpt& document);
 
     // Keeps `server` (not owned) and lets the derived class fill its table of operations.

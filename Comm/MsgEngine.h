@@ -5,9 +5,9 @@
 #include "AutoString.h"
 #include "ptlock.h"
 
-// A queue of messages and the one thread that hands them to DoMessage, in order and one at a time. Messages may
-// be added from any thread at any time; those that wait while the engine is stopped are handled after its next
-// start. An engine may be started and stopped from any one thread at a time.
+// A queue of messages and the one thread that hands them to DoMessage, in order and one at a time. Messages
+// may be added from any thread at any time; those that wait while the engine is stopped are handled after its
+// next start. An engine may be started and stopped from any one thread at a time.
 //
 // The thread polls without a pause: a running engine costs one busy processor core and answers at once. The
 // exchange with the front end is timed by that.
@@ -24,8 +24,8 @@ class CMsgEngine {
     virtual ~CMsgEngine() = default;
 
     void AddMessage(CAutoString message);
-    // Does nothing while the engine runs. Started again before the old thread has noticed the stop, the engine
-    // has two threads, and messages may overtake each other.
+    // Does nothing while the engine runs. Started again before the old thread has noticed the stop, the
+    // engine has two threads, and messages may overtake each other.
     void StartMsgEngine();
     // Returns at once; a message that is being handled is still finished.
     void StopMsgEngine();
@@ -37,8 +37,8 @@ class CMsgEngine {
     std::deque<CAutoString> m_MsgQueue;  // guarded by m_msgLock
     int m_threadCount = 0;               // threads that have not left yet; guarded by m_msgLock
     MutexLock m_msgLock;
-    // Whether the thread is to run. Written by whoever starts and stops, read by the engine's thread without a
-    // lock: it does no harm to notice a stop one turn late. The race is taken on purpose.
+    // Whether the thread is to run. Written by whoever starts and stops, read by the engine's thread without
+    // a lock: it does no harm to notice a stop one turn late. The race is taken on purpose.
     bool m_Running = false;
 
   private:

@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr mode_t kFifoMode = 0600;          // logins travel here
-constexpr size_t kReadSize = 4096;          // bytes; what one write to a FIFO keeps together
-constexpr unsigned int kRetrySeconds = 1;   // between two looks for the other side
+constexpr mode_t kFifoMode = 0600;         // logins travel here
+constexpr size_t kReadSize = 4096;         // bytes; what one write to a FIFO keeps together
+constexpr unsigned int kRetrySeconds = 1;  // between two looks for the other side
 
 void NoteBrokenPipe(int /*signal*/) {}
 

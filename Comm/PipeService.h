@@ -35,7 +35,8 @@ class CPipeService : public CMsgEngine {
     // FIFO of an earlier run is used again.
     int CreateNamedPipeInServer(const char* name, IPipeCallback* callback);
     // Opens the outgoing FIFO, then `clientName` for reading, each of which waits for the other side; a FIFO
-    // that is missing is looked for once a second, without end. 0, or -1 when the outgoing one cannot be opened.
+    // that is missing is looked for once a second, without end. 0, or -1 when the outgoing one cannot be
+    // opened.
     int OpenNamePipeServer(const char* clientName);
     // The same for a front end, in the order that meets the service's: `clientName` (the service's outgoing
     // FIFO) for reading, then the own outgoing FIFO.
@@ -43,11 +44,13 @@ class CPipeService : public CMsgEngine {
     // Receives messages and queues them for the message thread until a read fails; the other side closing its
     // end is no failure. Returns -1 when the message thread has ended.
     int LoopMsg();
-    // Sends `text` with one write. 1, or 0 when the message is lost: the link is not open (which is silent) or
-    // the write fails (which is printed).
+    // Sends `text` with one write. 1, or 0 when the message is lost: the link is not open (which is silent)
+    // or the write fails (which is printed).
     int WritePipe(const char* text);
     // Hands the message to the callback.
     void DoMessage(CAutoString text) override;
+    // Does nothing: the link lasts as long as the object.
+    void Disconnect() {}
 
   protected:
     int OpenOutgoing();

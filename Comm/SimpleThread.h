@@ -4,14 +4,15 @@
 
 #include <ctime>
 
-// One thread that can be started, asked to end and waited for, again and again. The body polls a run flag that
-// it shares with this object. One thread at a time uses an object, never the thread that it started.
+// One thread that can be started, asked to end and waited for, again and again. The body polls a run flag
+// that it shares with this object. One thread at a time uses an object, never the thread that it started.
 class CSimpleThread {
   public:
     using ThreadStart = void* (*)(void*);
 
-    // Sets `*runFlag` (not owned, may be null) and starts `start(argument)`. False when that fails or when the
-    // previous thread still runs; a thread that was only asked to end then goes on, for its flag is set again.
+    // Sets `*runFlag` (not owned, may be null) and starts `start(argument)`. False when that fails or when
+    // the previous thread still runs; a thread that was only asked to end then goes on, for its flag is set
+    // again.
     bool Run(ThreadStart start, void* argument, bool* runFlag);
     // Clears the run flag.
     void Stopping();

@@ -58,8 +58,8 @@ void CTableTimer::ReAddTask(TaskInfo* entry, bool replace) {
     const time_t now = time(nullptr);
     owned->m_time = owned->m_toDo ? now : AfterInterval(now, owned->m_dual);
     owned->m_toDo = false;
-    // In front of the entries of the same second: the one armed last fires first. A log-out that is armed next
-    // to a pulse thus goes ahead of it. Held by TableTimer.EntriesOfOneSecondFireLastArmedFirst.
+    // In front of the entries of the same second: the one armed last fires first.
+    // Held by TableTimer.EntriesOfOneSecondFireLastArmedFirst.
     const auto place = std::find_if(m_TaskList.begin(), m_TaskList.end(),
                                     [&](const auto& other) { return other->m_time >= owned->m_time; });
     m_TaskList.insert(place, std::move(owned));

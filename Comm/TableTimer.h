@@ -10,21 +10,21 @@
 
 // One entry of the timer.
 struct TaskInfo {
-    int m_timeId = 0;     // what it is for; at most one entry of an id is armed
-    int m_type = 1;       // CTableTimer::kPeriodic, or anything else for an entry that fires once
-    time_t m_time = 0;    // when it is due, seconds since the epoch
-    long m_dual = 0;      // interval in seconds
+    int m_timeId = 0;   // what it is for; at most one entry of an id is armed
+    int m_type = 1;     // CTableTimer::kPeriodic, or anything else for an entry that fires once
+    time_t m_time = 0;  // when it is due, seconds since the epoch
+    long m_dual = 0;    // interval in seconds
     bool m_doing = false;
     bool m_toDo = false;  // due at once when it is armed next; cleared by that
     CAutoString m_strTag;
 };
 
-// Calls its owner back when armed entries fall due. One thread looks every 500 ms, so an entry fires up to half
-// a second late; times are whole seconds of the wall clock. All list operations may be called from any thread,
-// also from a callback.
+// Calls its owner back when armed entries fall due. One thread looks every 500 ms, so an entry fires up to
+// half a second late; times are whole seconds of the wall clock. All list operations may be called from any
+// thread, also from a callback.
 //
-// Callbacks run on the timer's thread while it holds the list's lock, so they must not wait for anybody who may
-// be using the timer.
+// Callbacks run on the timer's thread while it holds the list's lock, so they must not wait for anybody who
+// may be using the timer.
 class CTableTimer {
   public:
     static constexpr int kPeriodic = 0;
@@ -40,8 +40,8 @@ class CTableTimer {
     virtual void DoTimeTask(int timeId);
     virtual void DoTimeTask(int timeId, CAutoString& tag);
 
-    // Arms an entry that is due in `dual` seconds, or at once with `toDo`. While an entry of that id is armed,
-    // `replace` decides: true puts the new one in its place, false leaves it as it is.
+    // Arms an entry that is due in `dual` seconds, or at once with `toDo`. While an entry of that id is
+    // armed, `replace` decides: true puts the new one in its place, false leaves it as it is.
     void AddTask(int timeId, int type, bool toDo, long dual, bool replace);
     void AddTask(int timeId, int type, bool toDo, long dual, bool replace, const CAutoString& tag);
     // The same for an entry made by the caller. Takes ownership of `entry`, also when it is not armed.
@@ -50,7 +50,8 @@ class CTableTimer {
     void ClearTask();
     bool IsExistTask(int timeId);
     // Starts or stops the thread; a stop discards every armed entry when the thread ends. Answers whether the
-    // thread was started or has ended; a stop may return while the thread still runs (see CSimpleThread::Stop).
+    // thread was started or has ended; a stop may return while the thread still runs (see
+    // CSimpleThread::Stop).
     bool DispatchTask(bool start);
 
   private:
