@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the scripts share; sourced by them, never run. Moves to the top folder of the project.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
