@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -34,8 +33,11 @@ bool ReadFile(const std::string& path, std::string& content) {
     if (!file) {
         return false;
     }
-    content.assign(std::istreambuf_iterator<char>(file), {});
-    return !file.bad();
+    char buffer[65536];
+    while (file.read(buffer, sizeof(buffer)) || file.gcount() > 0) {
+        content.append(buffer, static_cast<size_t>(file.gcount()));
+    }
+    return !file.bad();  // a folder opens, and fails here
 }
 
 bool WriteFile(const std::string& path, const std::string& content) {
