@@ -54,8 +54,6 @@ TEST_F(FrontEnd, SecondInstanceIsRefused) {
 }
 
 TEST_F(FrontEnd, StaleProcessIdDoesNotKeepTheServiceOut) {
-    const ServiceProcess ended({});
-    service.reset();
     WriteSettings("<PID>999999999</PID>");
     GetReady();
     EXPECT_THAT(folder.Read("conf/conf.xml"), HasSubstr("<PID>" + std::to_string(service->Pid())));

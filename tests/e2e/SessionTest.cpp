@@ -113,10 +113,10 @@ TEST_F(Session, LogoutSendsTheLastStatisticsFirst) {
     ExpectReport(kReady);
 }
 
-TEST_F(Session, LogoutOfALeavingFrontEndFetchesNoNewTicket) {
+TEST_F(Session, FinalLogoutFetchesNoNewTicket) {
     PortalAsksForStatistics();
     LogIn();
-    AskForLogout(LogoutReason::kFrontEndExit);
+    AskForLogout(LogoutReason::kFinal);
     ExpectReport(kLoggedOut);
     FrontEndAsks(ClientOperation::kTerminalData);
     ExpectMessage(ClientReport::kTerminalData);

@@ -26,9 +26,9 @@ struct Report {
     int oldState = 0;
     int newState = 0;
     int code = 0;
-    std::string subCode;
-    std::string subType;
-    std::string extra;
+    std::string subCode = {};
+    std::string subType = {};
+    std::string extra = {};
     int type = 51;  // INetConn::ET_PORTAL
 
     bool operator==(const Report& other) const;
