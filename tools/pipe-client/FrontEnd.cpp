@@ -53,11 +53,7 @@ Milliseconds TimeUntil(Clock::time_point end) {
 }
 
 CAutoString Escaped(const std::string& text) {
-    CAutoString escaped = text;
-    escaped.Replace("&", "&amp;");
-    escaped.Replace("<", "&lt;");
-    escaped.Replace(">", "&gt;");
-    return escaped;
+    return CMarkup::EscapeText(text.c_str());
 }
 
 }  // namespace
