@@ -57,9 +57,10 @@ constexpr int kStateUndecided = 300;
 constexpr int kStateUndecidedToo = 301;
 }  // namespace PortalError
 
-// Why a login ends. The number goes to the portal in the log-out request; a front end sends its own in "P.src".
+// Why a login ends. The number goes to the portal in the log-out request; a front end sends its own in
+// "P.src".
 namespace LogoutReason {
-inline constexpr char kFrontEndExit[] = "2";  // after 2 and 7 nobody waits for a next login
+inline constexpr char kFinal[] = "2";  // after this and kShutdown no ticket for a next login is requested
 inline constexpr char kKeepAliveFailed[] = "3";
 inline constexpr char kIntercepted[] = "4";
 inline constexpr char kRecordedLogin[] = "5";
@@ -93,6 +94,9 @@ constexpr uint64_t kStandard = 10000;
 constexpr uint64_t kLogin = 15000;
 constexpr uint64_t kTerminal = 15000;
 }  // namespace RequestTimeOut
+
+// Form of the local time in the requests, and of the times in the statistics reports.
+inline constexpr char kPortalTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 
 // Attempts at one request as long as the connection fails.
 constexpr int kRequestAttempts = 2;

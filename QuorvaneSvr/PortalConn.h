@@ -2,10 +2,12 @@
 
 #include "AutoString.h"
 #include "HttpData.h"
+#include "HttpHelper.h"
 #include "PortalParser.h"
 #include "TaskMgr.h"
 #include "WeightCalculator.h"
 #include "comm.h"
+#include "guard.h"
 #include "ptlock.h"
 
 class CInfoCenter;
@@ -108,8 +110,8 @@ class CPortalConn : public INetConn {
     int GetConnCfg();
     void SetConnCfg(int connected);
     void ResetNetConfig();
-    // Publishes one value to the front end. A null `value` and the program's own empty literal are skipped; an
-    // empty text from anywhere else is sent.
+    // Publishes one value to the front end. A null `value` and the program's own empty literal are skipped;
+    // an empty text from anywhere else is sent.
     void SendData(const char* key, const char* value);
 
     // Looks for the portal. 1 a configuration document was found, 0 the probing ended on a page without one,
@@ -119,7 +121,8 @@ class CPortalConn : public INetConn {
     // whether an unreadable configuration or a failed probe is reported here.
     int RequestConfig(int report);
 
-    // Moves `url` to another server of the cluster, chosen by this client's address. 1 moved, 0 no server left.
+    // Moves `url` to another server of the cluster, chosen by this client's address. 1 moved, 0 no server
+    // left.
     int GetNewServerIP(CAutoString& url);
     // Whether the portal may go on after a server error: 1 when the settings' disaster marker is in `marker`.
     int DisasterRecovery(CAutoString marker);
@@ -191,38 +194,52 @@ class CPortalConn : public INetConn {
     void ReloadServerLists();
 
   private:
-    struct ProbeRequest;
-    struct LoginAnswer;
-
-    int Probe(CAutoString& url, CHttpData& answer);
-    void TakeSchool(CHttpData& answer);
-    void TakeAccessController(const CAutoString& url);
+    // Discovery.
     int FollowRedirects(CAutoString& page);
-    bool RecoverServer();
+    int Probe(const CAutoString& url, CHttpData& answer);
+    void TakeSchool(const CHttpData& answer);
+    void TakeAccessController(CHttpHelper& address, const CAutoString& url);
+    bool GoOnAfterFailedProbe(int failure, int report);
     void PublishConfig();
     void StoreConfig();
     void StoreServerList();
 
-    void PrepareRequest(CHttpData& request, const CAutoString& url, const CAutoString& head,
-                        const CAutoString& body, uint64_t timeOut);
-    int Post(QuorvaneSvr::TaskItem item, const CAutoString& url, const CAutoString& body, uint64_t timeOut,
-             CHttpData& answer, unsigned long& code, CAutoString& subCode);
-    int JudgeServerError(const char* url);
+    // One request and what became of it: the engine's result, its code and sub-code, and the answer.
+    struct Exchange {
+        int result = 0;
+        unsigned long code = 0;
+        CAutoString subCode;
+        CHttpData answer{true};
+    };
+    // Fills and sends one request with the usual head.
+    void Post(QuorvaneSvr::TaskItem item, const CAutoString& url, const CAutoString& body, uint64_t timeOut,
+              Exchange& exchange);
+    int JudgeServerError(const char* url, int status);
     int JudgeInterception(QuorvaneSvr::TaskItem item, const char* url);
+    int JudgeErrorCode(int error, const CAutoString& subCode);
     int ReplaceAlgorithm(QuorvaneSvr::TaskItem item, CHttpData* data, int& failures);
 
-    int JudgeTicketFailure(int result, unsigned long code, const CAutoString& subCode);
-    int TakeTicket(CHttpData& answer);
-    int JudgeLoginFailure(int result, unsigned long code, const CAutoString& subCode, CHttpData& answer);
-    void ReportAccountRefused(const CAutoString& subCode, CHttpData& answer);
-    int TakeLogin(CHttpData& answer);
-    bool ReadLogin(CHttpData& answer);
-    int JudgeTermResult(int result, unsigned long code, const CAutoString& subCode);
-    void FinishLogout();
-    int TakePulse(CHttpData& answer);
-    int JudgePulseFailure(int result, unsigned long code, const CAutoString& subCode);
-    int TakeState(CHttpData& answer);
+    // Login and log-out.
+    bool HasTicketUrl();
+    bool TakeAddresses();
+    int TakeTicket(const CHttpData& answer);
+    int JudgeTicketFailure(const Exchange& exchange);
+    int TakeLogin(const CHttpData& answer);
+    bool ReadLogin(const CHttpData& answer);
+    int JudgeLoginFailure(const Exchange& exchange);
+    void ReportPortalError(ESTATE oldState, ESTATE newState, const Exchange& exchange);
+    void ReportAccountRefused(const Exchange& exchange);
+    int FinishLogout();
+    int JudgeLogoutFailure(const Exchange& exchange);
+
+    // Keep-alive and state check.
+    CAutoString MakePulseBody();
+    int TakePulse(const CHttpData& answer);
+    int JudgePulseFailure(const Exchange& exchange);
+    int TakeState(const CHttpData& answer);
     int JudgeStateError(unsigned long code);
+
+    static UINT ProcessorSeconds();
 
     IPortalHost& m_host;
     CPortalParser m_portalParse;

@@ -106,8 +106,8 @@ class CPortalParser {
     // Replaces the algorithm module by the body of `data`. 1 replaced, 0 no body, -1 not written.
     int UpdateAlgoid(CHttpData* data);
 
-    // Copies the configuration document out of the portal page. Answers its length; 0, with `config` untouched,
-    // when the page does not hold both markers.
+    // Copies the configuration document out of the portal page. Answers its length; 0, with `config`
+    // untouched, when the page does not hold both markers.
     int GetConfigWithString(CAutoString page, CAutoString& config);
     // Reads a configuration document into `record`, which is created when null. Fields that the document does
     // not name keep their values. 0, or -1 when it is no configuration document.
@@ -155,8 +155,8 @@ class CPortalParser {
                     size_t* outLength);
 
     // Framing of module data: 16-bit little-endian length, two tag bytes, payload. Longer payloads are cut to
-    // their length modulo 65536. 0, or -1 when `frame` is null. UnpackData trusts the frame's own length, so it
-    // is given whole frames only.
+    // their length modulo 65536. 0, or -1 when `frame` is null. UnpackData trusts the frame's own length, so
+    // it is given whole frames only.
     int PackData(CAutoMemory<char>* payload, unsigned char tag1, unsigned char tag2,
                  CAutoMemory<char>* frame);
     int UnpackData(char* frame, unsigned long length, unsigned char& tag1, unsigned char& tag2,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "AdapterCard.h"
 #include "Business.h"
 #include "CTrafficStatistics.h"
@@ -54,7 +56,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void StopTask(QuorvaneSvr::TaskItem item);
     void StopAllTask();
     BOOL IsPortalEnv() override { return m_bPortalEnv; }
-    CAdapterCard* GetNetHelper() { return &m_netHelper; }
+    CAdapterCard* GetNetHelper() { return m_pNetHelper.get(); }
     int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
     void ChangeToUnknowEnv() override;
@@ -100,6 +102,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void TerminalTermRequestFun(QuorvaneSvr::Task& task);
     void trafficStatistics(QuorvaneSvr::Task& task);
 
+    void TellState();
     bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();
@@ -113,7 +116,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     bool m_bCheckUnknowNetState = false;
     CSimpleThread m_threadUnknowCheck;
     BOOL m_bPortalEnv = 0;
-    CAdapterCard m_netHelper;
+    std::unique_ptr<CAdapterCard> m_pNetHelper = std::make_unique<CAdapterCard>();
     CNetHelper m_NetHelper;
     CWiFiSharedValidate m_WiFiSharedValidate;
     CTrafficStatistics m_TrafficStatistics;
