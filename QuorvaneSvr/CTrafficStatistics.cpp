@@ -57,13 +57,6 @@ void AddKilobytes(const Json& json, const char* name, double kilobytes) {
     AddText(json, name, text);
 }
 
-// With three decimals at most, as far as single precision carries them: the portal compares with numbers that
-// were made this way.
-double Kilobytes(uint64_t bytes) {
-    const auto thousandths = static_cast<float>(static_cast<double>(bytes) / 1024 * 1000);
-    return static_cast<double>(std::trunc(thousandths)) / 1000;
-}
-
 }  // namespace
 
 int CTrafficStatistics::NetworkTrafficStatistics(const char* url, const char* account, const char* schoolid,
@@ -115,6 +108,11 @@ int CTrafficStatistics::Report(const char* url, const char* account, const char*
         return -1;
     }
     return SubmitData(url, BuildHTTPHead(), body);
+}
+
+double CTrafficStatistics::Kilobytes(uint64_t bytes) {
+    const auto thousandths = static_cast<float>(static_cast<double>(bytes) / 1024 * 1000);
+    return static_cast<double>(std::trunc(thousandths)) / 1000;
 }
 
 void CTrafficStatistics::BuildToken(const char* account, const char* schoolid, short ostype, const char* ipv4,

@@ -21,6 +21,8 @@ class CTrafficStatistics {
     int NetworkTrafficStatistics(const char* url, const char* account, const char* schoolid, const char* ipv4,
                                  const char* brasip, tag_STATISTICS_TYPE type);
 
+    // With at most three decimals, cut in single precision: of large numbers the last decimals are lost.
+    static double Kilobytes(uint64_t bytes);
     // The report as JSON, with its members in the order of the arguments. `up` and `down` are kilobytes.
     // Empty when `account`, `ipv4`, `start` or `stop` is.
     static void BuildToken(const char* account, const char* schoolid, short ostype, const char* ipv4,

@@ -1,9 +1,6 @@
 #include "SystemControl.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -53,19 +50,6 @@ class SystemControl : public testing::Test {
         Shell("umount /etc/os-release 2>/dev/null");
         ASSERT_TRUE(Shell("file=$(mktemp) && printf '" + content +
                           "' >$file && mount --bind $file /etc/os-release && rm $file"));
-    }
-    // Sends datagrams to a port of the neighbour where nobody listens; it answers that.
-    void SendToPeer(int count, size_t size) {
-        const int udp = socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in peer = {};
-        peer.sin_family = AF_INET;
-        peer.sin_port = htons(9);
-        inet_pton(AF_INET, kSandboxPeerAddress, &peer.sin_addr);
-        const std::string payload(size, 'x');
-        for (int i = 0; i < count; ++i) {
-            sendto(udp, payload.data(), size, 0, reinterpret_cast<sockaddr*>(&peer), sizeof(peer));
-        }
-        close(udp);
     }
 
     CSystemControlAdapter adapter;
@@ -180,7 +164,7 @@ TEST_F(SystemControl, CountsTheBytesOfTheDefaultRoute) {
     unsigned long sentBefore = 0;
     unsigned long receivedBefore = 0;
     ASSERT_EQ(control->NetworkTrafficStatistics(sentBefore, receivedBefore), 0);
-    SendToPeer(100, 1000);
+    ASSERT_TRUE(SendToSandboxPeer(100 * 1000));
     unsigned long sent = 0;
     unsigned long received = 0;
     EXPECT_TRUE(WaitUntil([&] {
@@ -190,7 +174,7 @@ TEST_F(SystemControl, CountsTheBytesOfTheDefaultRoute) {
     EXPECT_LT(received - receivedBefore, sent - sentBefore);
 
     ASSERT_TRUE(Shell("ip route del default"));
-    SendToPeer(100, 1000);
+    ASSERT_TRUE(SendToSandboxPeer(1000));
     unsigned long sentWithoutRoute = 0;
     EXPECT_EQ(control->NetworkTrafficStatistics(sentWithoutRoute, received), 0);
     EXPECT_EQ(sentWithoutRoute, sent);
