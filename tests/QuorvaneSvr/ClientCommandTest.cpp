@@ -81,13 +81,3 @@ TEST(ClientCommand, PrintsOutcomesAndEndsTheProcess) {
         EXPECT_EQ(row.output, folder.Read("out"));
     }
 }
-
-TEST(ClientCommand, IsNotStartedBySetUp) {
-    CClientCommand::GetInst()->SetUserInfo("account", "password");
-    CAutoString account;
-    CAutoString password;
-    CClientCommand::GetInst()->GetUserInfo(account, password);
-    EXPECT_EQ("account", account);
-    EXPECT_EQ("password", password);
-    EXPECT_FALSE(CClientCommand::IsStarted());
-}
