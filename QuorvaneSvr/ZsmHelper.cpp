@@ -316,7 +316,8 @@ bool CZsmHelper::UnpackModule(unsigned char* packed, size_t length, __ZsoFile* m
         return false;
     }
     // With room for exactly the module, a stream that ends with a mark stops in front of it and so looks like
-    // one that goes on. Room for one byte more tells the two apart.
+    // one that goes on. Room for one byte more tells the two apart. (A stream without a mark can be one of
+    // two sizes only where zero bytes at its end cost it not a bit; either size is then right.)
     for (const size_t room : {size_t{size}, size_t{size} + 1}) {
         size_t produced = room;
         size_t consumed = streamLength;

@@ -152,10 +152,9 @@ TEST_F(NetHelper, CopiesLongFilesAndLinesFaithfully) {
 TEST_F(NetHelper, FailureLeavesFileAndServersAsTheyWere) {
     const std::string full = "nameserver 9.9.9.9\n" + std::string(4096 - 19, '#');
     FileHolds(full);
-    ASSERT_NO_FATAL_FAILURE(
-        Mount("mkdir /tmp/one-page && mount -t tmpfs -o size=4096 page /tmp/one-page && "
-              "cp /etc/resolv.conf /tmp/one-page/file && mount --bind /tmp/one-page/file /etc/resolv.conf && "
-              "umount -l /tmp/one-page && rmdir /tmp/one-page"));
+    ASSERT_NO_FATAL_FAILURE(Mount(
+        "page=$(mktemp -d) && mount -t tmpfs -o size=4096 page $page && cp /etc/resolv.conf $page/file && "
+        "mount --bind $page/file /etc/resolv.conf && umount -l $page && rmdir $page"));
     EXPECT_EQ(Push(kFirst, kSecond, ENOSPC), std::string(kFirst) + " " + kSecond);
     EXPECT_EQ(Content(), full);
 
