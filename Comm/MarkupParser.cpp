@@ -93,6 +93,7 @@ class Parser {
     MarkupParseResult Run();
 
   private:
+    bool FindMarkup();
     bool OneMarkup();
     bool StartTag();
     bool EndTag();
@@ -118,8 +119,7 @@ class Parser {
 MarkupParseResult Parser::Run() {
     m_tree.emplace_back();
     m_position = m_begin;
-    while ((m_position = static_cast<const char*>(
-                memchr(m_position, '<', static_cast<size_t>(m_end - m_position)))) != nullptr) {
+    while (FindMarkup()) {
         if (!OneMarkup()) {
             return MarkupParseResult::kMalformed;
         }
@@ -133,6 +133,15 @@ MarkupParseResult Parser::Run() {
     m_tree[0].nTail = m_gap;
     m_tree[0].nEndTag = m_tree[0].nEnd = Offset(m_end);
     return MarkupParseResult::kParsed;
+}
+
+// Most tags follow the one before directly.
+bool Parser::FindMarkup() {
+    if (*m_position != '<') {
+        m_position =
+            static_cast<const char*>(memchr(m_position, '<', static_cast<size_t>(m_end - m_position)));
+    }
+    return m_position != nullptr;
 }
 
 bool Parser::OneMarkup() {
