@@ -35,7 +35,7 @@ class CMarkup {
     CAutoString GetDoc() const;
     // Exactly one root element and no parse error.
     bool IsWellFormed() const;
-    // MarkupDocFlags. Load sets those of the byte-order mark; a document put together here has none of them.
+    // MarkupDocFlags. Load replaces those of the byte-order mark by what it finds in the file.
     void SetDocFlags(int flags) { m_nDocFlags = flags; }
 
     // Reads a file as the document, in memory as UTF-8: a byte-order mark or else the encoding declaration

@@ -4,6 +4,9 @@
 #include <array>
 
 #include "Markup.h"
+#include "MarkupSyntax.h"
+
+using namespace MarkupSyntax;
 
 namespace {
 
@@ -15,20 +18,10 @@ constexpr Reference kReferences[] = {
     {'<', "&lt;"}, {'&', "&amp;"}, {'>', "&gt;"}, {'\'', "&apos;"}, {'"', "&quot;"},
 };
 
-constexpr std::string_view kCommentStart = "<!--";
-constexpr std::string_view kCommentEnd = "-->";
-constexpr std::string_view kCDataStart = "<![CDATA[";
-constexpr std::string_view kCDataEnd = "]]>";
-constexpr std::string_view kInstructionEnd = "?>";
-
 constexpr uint32_t kLastCodePoint = 0x10FFFF;
 
 bool IsSurrogate(uint32_t codePoint) {
     return codePoint >= 0xD800 && codePoint <= 0xDFFF;
-}
-
-bool StartsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
 }
 
 int DigitValue(char digit, int radix) {
