@@ -1,0 +1,170 @@
+// The document in a file. In memory it is UTF-8; a file may have any encoding that iconv knows.
+#include <iconv.h>
+
+#include <cerrno>
+
+#include "FileUtil.h"
+#include "Markup.h"
+#include "MarkupSyntax.h"
+#include "MarkupText.h"
+
+using namespace MarkupSyntax;
+
+namespace {
+
+constexpr char kUtf8[] = "UTF-8";
+
+struct ByteOrderMark {
+    std::string_view bytes;
+    int flag;
+    const char* encoding;
+};
+constexpr ByteOrderMark kByteOrderMarks[] = {
+    {"\xEF\xBB\xBF", CMarkup::MDF_UTF8PREAMBLE, kUtf8},
+    {"\xFF\xFE", CMarkup::MDF_UTF16LEFILE, "UTF-16LE"},
+    {"\xFE\xFF", CMarkup::MDF_UTF16BEFILE, "UTF-16BE"},
+};
+constexpr int kByteOrderFlags =
+    CMarkup::MDF_UTF8PREAMBLE | CMarkup::MDF_UTF16LEFILE | CMarkup::MDF_UTF16BEFILE;
+
+constexpr std::string_view kEncodingName = "encoding";
+constexpr size_t kConversionBlock = 4096;
+
+class Converter {
+  public:
+    Converter(const std::string& from, const std::string& to)
+        : m_handle(iconv_open(to.c_str(), from.c_str())) {}
+    ~Converter() {
+        if (IsOpen()) {
+            iconv_close(m_handle);
+        }
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+
+    bool IsOpen() const { return m_handle != reinterpret_cast<iconv_t>(-1); }
+
+    // Moves from `text` to `result` what can be converted. False with `text` at the bytes that cannot.
+    bool Convert(std::string_view& text, std::string& result) {
+        char* in = const_cast<char*>(text.data());  // iconv's old signature; it does not write there
+        size_t inLeft = text.size();
+        const bool done = Step(&in, &inLeft, result);
+        text.remove_prefix(text.size() - inLeft);
+        return done;
+    }
+
+    // Appends what ends the conversion, for encodings that shift.
+    void Finish(std::string& result) { (void)Step(nullptr, nullptr, result); }
+
+  private:
+    bool Step(char** in, size_t* inLeft, std::string& result) {
+        char block[kConversionBlock];
+        size_t converted = 0;
+        do {
+            char* out = block;
+            size_t outLeft = sizeof block;
+            converted = iconv(m_handle, in, inLeft, &out, &outLeft);
+            result.append(block, sizeof block - outLeft);
+        } while (converted == static_cast<size_t>(-1) && errno == E2BIG);
+        return converted != static_cast<size_t>(-1);
+    }
+
+    const iconv_t m_handle;
+};
+
+// Empty when the text does not declare one. A "//" would be an order to iconv, so only plain names are taken.
+std::string DeclaredEncoding(const std::string& text) {
+    if (StartsWith(text, kDeclarationStart)) {
+        AttribScanner scanner(text.c_str() + kDeclarationStart.size());
+        while (scanner.Next()) {
+            if (scanner.Name() == kEncodingName && IsMarkupName(scanner.RawValue())) {
+                return std::string(scanner.RawValue());
+            }
+        }
+    }
+    return {};
+}
+
+const ByteOrderMark* FindMark(std::string_view bytes) {
+    for (const ByteOrderMark& mark : kByteOrderMarks) {
+        if (StartsWith(bytes, mark.bytes)) {
+            return &mark;
+        }
+    }
+    return nullptr;
+}
+
+const ByteOrderMark* FindMark(int flags) {
+    for (const ByteOrderMark& mark : kByteOrderMarks) {
+        if ((flags & mark.flag) != 0) {
+            return &mark;
+        }
+    }
+    return nullptr;
+}
+
+// False when the encoding is unknown or the bytes are not in it.
+bool ToUtf8(std::string_view bytes, const std::string& encoding, std::string& text) {
+    Converter converter(encoding, kUtf8);
+    return converter.IsOpen() && converter.Convert(bytes, text);
+}
+
+// What the encoding has no character for becomes a numeric reference. False when the encoding is unknown or
+// the text is not UTF-8.
+bool FromUtf8(std::string_view text, const std::string& encoding, std::string& bytes) {
+    Converter converter(kUtf8, encoding);
+    if (!converter.IsOpen()) {
+        return false;
+    }
+    while (!converter.Convert(text, bytes)) {
+        uint32_t codePoint = 0;
+        const size_t length = ReadUtf8(text, codePoint);
+        if (length == 0) {
+            return false;
+        }
+        converter.Finish(bytes);  // the reference is written in the unshifted state
+        bytes += "&#" + std::to_string(codePoint) + ";";
+        text.remove_prefix(length);
+    }
+    converter.Finish(bytes);
+    return true;
+}
+
+// A declaration that can be read byte by byte cannot be in an encoding that writes it differently, such as
+// UTF-16; what it claims is not believed then.
+bool IsBelievable(std::string_view converted) {
+    return StartsWith(converted, kDeclarationStart);
+}
+
+}  // namespace
+
+bool CMarkup::Load(const char* file) {
+    std::string bytes;
+    m_nDocFlags &= ~kByteOrderFlags;
+    const bool read = !IsStreamed() && file != nullptr && CFileUtil::ReadWholeFile(file, bytes);
+    const ByteOrderMark* const mark = FindMark(bytes);
+    std::string text;
+    if (mark != nullptr) {
+        m_nDocFlags |= mark->flag;
+        bytes.erase(0, mark->bytes.size());
+    }
+    const std::string encoding = mark != nullptr ? mark->encoding : DeclaredEncoding(bytes);
+    const bool converted =
+        !encoding.empty() && ToUtf8(bytes, encoding, text) && (mark != nullptr || IsBelievable(text));
+    m_strDoc = std::move(converted ? text : bytes);
+    return ParseDoc() && read;
+}
+
+bool CMarkup::Save(const char* file) const {
+    if (file == nullptr) {
+        return false;
+    }
+    const std::string text = GetDoc().GetText();
+    const ByteOrderMark* const mark = FindMark(m_nDocFlags);
+    const std::string encoding = mark != nullptr ? mark->encoding : DeclaredEncoding(text);
+    std::string bytes;
+    if (encoding.empty() || !FromUtf8(text, encoding, bytes) || (mark == nullptr && !IsBelievable(bytes))) {
+        return CFileUtil::ReplaceFile(file, text);
+    }
+    return CFileUtil::ReplaceFile(file, (mark != nullptr ? std::string(mark->bytes) : std::string()) + bytes);
+}
