@@ -2,9 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -43,6 +44,24 @@ std::vector<std::string> ElementNames(const Request& request) {
     }
     return names;
 }
+
+// Lets no file grow beyond a size while the object lives: writing fails as it does on a full disk.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t size) : m_handler(signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit = {size, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        signal(SIGXFSZ, m_handler);
+    }
+
+  private:
+    rlimit m_before = {};
+    void (*m_handler)(int);
+};
 
 TEST(Discovery, FollowsTheRedirectsAndReadsTheConfiguration) {
     Scenario scenario;
@@ -242,10 +261,10 @@ TEST(RequestEngine, ReplacesTheAlgorithmModuleWhenThePortalAsks) {
 TEST(RequestEngine, GivesUpWhenTheModuleCannotBeStoredTwice) {
     PortalFixture portal;
     portal.GetReady();
-    std::filesystem::remove("zxmAlogic.zxm");
-    std::filesystem::create_directory("zxmAlogic.zxm");
-    portal.sim.AnswerNext(Endpoint::Login, Answer::Module(SecondModule()));
-    portal.sim.AnswerNext(Endpoint::Login, Answer::Module(SecondModule()));
+    const FileSizeLimit limit(256 * 1024);
+    const std::string tooLarge(1024 * 1024, 'x');
+    portal.sim.AnswerNext(Endpoint::Login, Answer::Module(tooLarge));
+    portal.sim.AnswerNext(Endpoint::Login, Answer::Module(tooLarge));
     EXPECT_EQ(portal.engine.Connect(PortalFixture::LoginEnvelope("a", "b")), -1);
     EXPECT_EQ(portal.sim.Requests(Endpoint::Login).size(), 2u);
     EXPECT_EQ(portal.host.reports.back(),

@@ -140,7 +140,7 @@ class ZsmHelperTest : public testing::Test {
 
   private:
     static std::string TakeText(char* result) {
-        const std::string text = result != nullptr ? result : "(null)";
+        std::string text = result != nullptr ? result : "(null)";
         Module().FreeResult(result);
         return text;
     }
@@ -271,7 +271,9 @@ TEST_F(ZsmHelperTest, RefusesEveryTruncationAndEveryOtherSize) {
 
 TEST_F(ZsmHelperTest, ContainerBeyondTheLimitIsNotRead) {
     PortalSends(OddContainer());
-    ASSERT_EQ(truncate(kContainer, off_t{CZsmHelper::kMaxSize} + 1), 0);
+    if (truncate(kContainer, off_t{1} << 42) != 0) {
+        GTEST_SKIP() << "the file system has no sparse files of 4 TiB";
+    }
     ExpectFallbacks();
 }
 
