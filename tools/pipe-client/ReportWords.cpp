@@ -72,7 +72,7 @@ std::string StateName(INetConn::ESTATE state) {
 }
 
 std::string DescribeCode(int code) {
-    const std::string number = std::to_string(code);
+    std::string number = std::to_string(code);
     for (const CodeWord& word : kCodeWords) {
         if (word.code == code) {
             return number + " (" + word.meaning + ")";
