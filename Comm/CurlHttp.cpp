@@ -140,8 +140,9 @@ void CCurlHttp::SetRequestVerb(CURL* handle, CHttpData* data) {
 }
 
 void CCurlHttp::SetLimitsAndRedirects(CURL* handle, CHttpData* data, char* errorText) {
-    // Both limits are seconds to libcurl and are handed on as they are: the callers' 10000 lets an exchange
-    // on a slow campus line take its time. Do not scale it down.
+    // Both limits are seconds to libcurl and are handed on as they are: the callers' 10000 is close to three
+    // hours. Taken for milliseconds it would cut off portals that are only slow; do not scale it.
+    // Held by CurlHttp.TimeOutIsInSeconds.
     const long timeoutSeconds = static_cast<long>(data->dwTimeOut);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, errorText);
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, timeoutSeconds);

@@ -38,8 +38,8 @@ class CCurlHttp {
     // Puts a "/" between a host and the query that follows it directly, and makes "&" out of every "&amp;".
     static void PretreatUrl(CAutoString& url);
 
-    // Download into a file, which goes on where an earlier one broke off. Nothing of the service uses it; it
-    // is for tools that fetch an update. Prints its progress on standard output.
+    // Download into a file, which goes on where an earlier one broke off; the service's own flows do not use
+    // it. Prints its progress on standard output.
     // 1 when the file is complete or libcurl cannot be set up, 0 when the file cannot be opened or the
     // transfer fails.
     int downLoad(const char* url, const char* path);

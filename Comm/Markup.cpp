@@ -1,6 +1,8 @@
 // The document as it is read: parsing, walking with the cursors, the values of an element.
 #include "Markup.h"
 
+#include <algorithm>
+
 #include "MarkupText.h"
 
 namespace {
@@ -8,6 +10,10 @@ namespace {
 // A null name stays null in the view, where it means any name.
 std::string_view ToName(const char* name) {
     return name != nullptr ? std::string_view(name) : std::string_view();
+}
+
+bool IsPlainText(std::string_view content) {
+    return std::none_of(content.begin(), content.end(), [](char byte) { return byte == '<' || byte == '&'; });
 }
 
 }  // namespace
@@ -110,11 +116,15 @@ CAutoString CMarkup::ElemData(uint32_t elem) const {
     }
     const ElemPos& pos = m_pElemPosTree[elem];
     const std::string_view doc = m_strDoc;
+    const std::string_view tail = doc.substr(pos.nTail, pos.nEndTag - pos.nTail);
+    if (pos.iElemChild == 0 && IsPlainText(tail)) {
+        return {tail.data(), tail.size()};
+    }
     std::string data;
     for (uint32_t child = pos.iElemChild; child != 0; child = m_pElemPosTree[child].iElemNext) {
         AppendContent(data, doc.substr(m_pElemPosTree[child].nGap, m_pElemPosTree[child].nGapLength));
     }
-    AppendContent(data, doc.substr(pos.nTail, pos.nEndTag - pos.nTail));
+    AppendContent(data, tail);
     return data;
 }
 

@@ -7,8 +7,8 @@
 #include "MarkupParser.h"
 
 // An XML document held as text together with an index of its elements. It is walked with three cursors: the
-// parent, the main and the child position; operations named "Child" work on the child position. Reading,
-// walking and editing never recurse and cost time linear in the text, however hostile it is.
+// parent, the main and the child position; operations named "Child" work on the child position. Nothing
+// recurses, and reading, walking and building cost time linear in the text, however hostile it is.
 //
 // Copies are deep. Not synchronised: walking moves the cursors, so one object belongs to one thread at a
 // time. Texts are bytes; null counts as empty. Names and values in any encoding pass through untouched.
@@ -35,7 +35,7 @@ class CMarkup {
     CAutoString GetDoc() const;
     // Exactly one root element and no parse error.
     bool IsWellFormed() const;
-    int GetDocFlags() const { return m_nDocFlags; }
+    // MarkupDocFlags. Load replaces those of the byte-order mark by what it finds in the file.
     void SetDocFlags(int flags) { m_nDocFlags = flags; }
 
     // Reads a file as the document, in memory as UTF-8: a byte-order mark or else the encoding declaration

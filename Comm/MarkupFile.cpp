@@ -5,7 +5,10 @@
 
 #include "FileUtil.h"
 #include "Markup.h"
+#include "MarkupSyntax.h"
 #include "MarkupText.h"
+
+using namespace MarkupSyntax;
 
 namespace {
 
@@ -24,7 +27,6 @@ constexpr ByteOrderMark kByteOrderMarks[] = {
 constexpr int kByteOrderFlags =
     CMarkup::MDF_UTF8PREAMBLE | CMarkup::MDF_UTF16LEFILE | CMarkup::MDF_UTF16BEFILE;
 
-constexpr std::string_view kDeclarationStart = "<?xml";
 constexpr std::string_view kEncodingName = "encoding";
 constexpr size_t kConversionBlock = 4096;
 
@@ -72,7 +74,7 @@ class Converter {
 
 // Empty when the text does not declare one. A "//" would be an order to iconv, so only plain names are taken.
 std::string DeclaredEncoding(const std::string& text) {
-    if (text.compare(0, kDeclarationStart.size(), kDeclarationStart) == 0) {
+    if (StartsWith(text, kDeclarationStart)) {
         AttribScanner scanner(text.c_str() + kDeclarationStart.size());
         while (scanner.Next()) {
             if (scanner.Name() == kEncodingName && IsMarkupName(scanner.RawValue())) {
@@ -85,7 +87,7 @@ std::string DeclaredEncoding(const std::string& text) {
 
 const ByteOrderMark* FindMark(std::string_view bytes) {
     for (const ByteOrderMark& mark : kByteOrderMarks) {
-        if (bytes.substr(0, mark.bytes.size()) == mark.bytes) {
+        if (StartsWith(bytes, mark.bytes)) {
             return &mark;
         }
     }
@@ -131,7 +133,7 @@ bool FromUtf8(std::string_view text, const std::string& encoding, std::string& b
 // A declaration that can be read byte by byte cannot be in an encoding that writes it differently, such as
 // UTF-16; what it claims is not believed then.
 bool IsBelievable(std::string_view converted) {
-    return converted.substr(0, kDeclarationStart.size()) == kDeclarationStart;
+    return StartsWith(converted, kDeclarationStart);
 }
 
 }  // namespace

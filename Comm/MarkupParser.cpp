@@ -5,19 +5,15 @@
 #include <array>
 #include <cstring>
 
+#include "MarkupSyntax.h"
+
+using namespace MarkupSyntax;
+
 namespace {
 
 // An envelope has about one element in this many bytes; a first guess that saves growing the tree.
 constexpr size_t kBytesPerElement = 24;
 constexpr size_t kPairwiseAttributes = 8;  // up to here comparing each with each is fastest
-
-constexpr std::string_view kCommentStart = "<!--";
-constexpr std::string_view kCommentEnd = "-->";
-constexpr std::string_view kCDataStart = "<![CDATA[";
-constexpr std::string_view kCDataEnd = "]]>";
-constexpr std::string_view kDoctypeStart = "<!DOCTYPE";
-constexpr std::string_view kInstructionStart = "<?";
-constexpr std::string_view kInstructionEnd = "?>";
 
 // What hides brackets inside a DOCTYPE.
 struct Opaque {
@@ -93,6 +89,7 @@ class Parser {
     MarkupParseResult Run();
 
   private:
+    bool FindMarkup();
     bool OneMarkup();
     bool StartTag();
     bool EndTag();
@@ -101,7 +98,7 @@ class Parser {
     bool Declaration();
     bool Doctype();
     bool SkipPast(std::string_view start, std::string_view end);
-    bool StartsWith(std::string_view start) const;
+    bool IsAt(std::string_view start) const { return StartsWith(Between(m_position, m_end), start); }
     void Close(uint32_t tail, uint32_t endTag);
     uint32_t Offset(const char* position) const { return static_cast<uint32_t>(position - m_begin); }
 
@@ -118,8 +115,7 @@ class Parser {
 MarkupParseResult Parser::Run() {
     m_tree.emplace_back();
     m_position = m_begin;
-    while ((m_position = static_cast<const char*>(
-                memchr(m_position, '<', static_cast<size_t>(m_end - m_position)))) != nullptr) {
+    while (FindMarkup()) {
         if (!OneMarkup()) {
             return MarkupParseResult::kMalformed;
         }
@@ -133,6 +129,15 @@ MarkupParseResult Parser::Run() {
     m_tree[0].nTail = m_gap;
     m_tree[0].nEndTag = m_tree[0].nEnd = Offset(m_end);
     return MarkupParseResult::kParsed;
+}
+
+// Most tags follow the one before directly.
+bool Parser::FindMarkup() {
+    if (*m_position != '<') {
+        m_position =
+            static_cast<const char*>(memchr(m_position, '<', static_cast<size_t>(m_end - m_position)));
+    }
+    return m_position != nullptr;
 }
 
 bool Parser::OneMarkup() {
@@ -229,13 +234,13 @@ bool Parser::Instruction() {
 }
 
 bool Parser::Declaration() {
-    if (StartsWith(kCommentStart)) {
+    if (IsAt(kCommentStart)) {
         return SkipPast(kCommentStart, kCommentEnd);
     }
-    if (StartsWith(kCDataStart)) {
+    if (IsAt(kCDataStart)) {
         return m_current != 0 && SkipPast(kCDataStart, kCDataEnd);
     }
-    return StartsWith(kDoctypeStart) && m_tree.size() == 1 && Doctype();
+    return IsAt(kDoctypeStart) && m_tree.size() == 1 && Doctype();
 }
 
 // The declarations inside a DOCTYPE are passed over, not read; they nest in it like brackets.
@@ -243,7 +248,7 @@ bool Parser::Doctype() {
     size_t depth = 0;
     do {
         const auto* opaque = std::find_if(std::begin(kOpaqueInDoctype), std::end(kOpaqueInDoctype),
-                                          [this](const Opaque& row) { return StartsWith(row.start); });
+                                          [this](const Opaque& row) { return IsAt(row.start); });
         if (opaque != std::end(kOpaqueInDoctype)) {
             if (!SkipPast(opaque->start, opaque->end)) {
                 return false;
@@ -266,10 +271,6 @@ bool Parser::SkipPast(std::string_view start, std::string_view end) {
     }
     m_position = body + found + end.size();
     return true;
-}
-
-bool Parser::StartsWith(std::string_view start) const {
-    return Between(m_position, m_end).substr(0, start.size()) == start;
 }
 
 }  // namespace

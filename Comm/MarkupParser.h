@@ -32,9 +32,10 @@ enum class MarkupParseResult { kParsed, kNoRoot, kMalformed };
 
 constexpr size_t kMaxMarkupLength = UINT32_MAX - 1;  // positions have 32 bits
 
-// Builds the tree of `text` in one pass without recursion, in time linear in the text whatever it holds. Only
-// kParsed leaves elements in the tree; otherwise it holds the document alone, whose tail is the whole text.
-// Texts above kMaxMarkupLength count as malformed.
+// Builds the tree of `text` in one pass without recursion, in time linear in the text whatever it holds (only
+// the names of more than a few attributes of one tag are sorted). Only kParsed leaves elements in the tree;
+// otherwise it holds the document alone, whose tail is the whole text. Texts above kMaxMarkupLength count as
+// malformed.
 MarkupParseResult ParseMarkup(const std::string& text, ElemPosTree& tree);
 
 // True for a text that can be an element's name.

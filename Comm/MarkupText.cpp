@@ -1,8 +1,12 @@
 #include "MarkupText.h"
 
 #include <algorithm>
+#include <array>
 
 #include "Markup.h"
+#include "MarkupSyntax.h"
+
+using namespace MarkupSyntax;
 
 namespace {
 
@@ -10,27 +14,14 @@ struct Reference {
     char character;
     std::string_view text;
 };
-// Quotes last: they are escaped only on demand.
 constexpr Reference kReferences[] = {
     {'<', "&lt;"}, {'&', "&amp;"}, {'>', "&gt;"}, {'\'', "&apos;"}, {'"', "&quot;"},
 };
-constexpr char kEscaped[] = "<&>";
-constexpr char kEscapedWithQuotes[] = "<&>'\"";
-
-constexpr std::string_view kCommentStart = "<!--";
-constexpr std::string_view kCommentEnd = "-->";
-constexpr std::string_view kCDataStart = "<![CDATA[";
-constexpr std::string_view kCDataEnd = "]]>";
-constexpr std::string_view kInstructionEnd = "?>";
 
 constexpr uint32_t kLastCodePoint = 0x10FFFF;
 
 bool IsSurrogate(uint32_t codePoint) {
     return codePoint >= 0xD800 && codePoint <= 0xDFFF;
-}
-
-bool StartsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
 }
 
 int DigitValue(char digit, int radix) {
@@ -99,8 +90,22 @@ size_t AppendReference(std::string& result, std::string_view text) {
     return 0;
 }
 
+// By byte: the number of its reference in kReferences, or kUnescaped.
+constexpr uint8_t kUnescaped = 0xFF;
+constexpr std::array<uint8_t, 256> MakeReferenceNumbers() {
+    std::array<uint8_t, 256> numbers{};
+    for (uint8_t& number : numbers) {
+        number = kUnescaped;
+    }
+    for (size_t number = 0; number < std::size(kReferences); ++number) {
+        numbers[static_cast<uint8_t>(kReferences[number].character)] = static_cast<uint8_t>(number);
+    }
+    return numbers;
+}
+constexpr std::array<uint8_t, 256> kReferenceNumbers = MakeReferenceNumbers();
+
 bool StartsReference(std::string_view text) {
-    if (text.size() < 2) {
+    if (text.size() < 2 || text[0] != '&') {
         return false;
     }
     const char next = text[1];
@@ -125,23 +130,21 @@ size_t AppendMarkup(std::string& result, std::string_view content) {
 }  // namespace
 
 void AppendEscaped(std::string& result, std::string_view text, int flags) {
-    const char* const escaped = (flags & CMarkup::MNF_ESCAPEQUOTES) != 0 ? kEscapedWithQuotes : kEscaped;
+    const auto isKept = [flags](std::string_view rest) {
+        const bool quote = rest[0] == '\'' || rest[0] == '"';
+        return quote ? (flags & CMarkup::MNF_ESCAPEQUOTES) == 0
+                     : (flags & CMarkup::MNF_WITHREFS) != 0 && StartsReference(rest);
+    };
     size_t copied = 0;
-    for (size_t found = text.find_first_of(escaped); found != std::string_view::npos;
-         found = text.find_first_of(escaped, found + 1)) {
-        if (text[found] == '&' && (flags & CMarkup::MNF_WITHREFS) != 0 &&
-            StartsReference(text.substr(found))) {
+    for (size_t position = 0; position < text.size(); ++position) {
+        const uint8_t number = kReferenceNumbers[static_cast<uint8_t>(text[position])];
+        if (number == kUnescaped || isKept(text.substr(position))) {
             continue;
         }
-        result += text.substr(copied, found - copied);
-        for (const Reference& reference : kReferences) {
-            if (reference.character == text[found]) {
-                result += reference.text;
-            }
-        }
-        copied = found + 1;
+        result.append(text, copied, position - copied).append(kReferences[number].text);
+        copied = position + 1;
     }
-    result += text.substr(copied);
+    result.append(text, copied);
 }
 
 void AppendUnescaped(std::string& result, std::string_view text) {

@@ -24,6 +24,7 @@ constexpr char kTerminalTerm[] = "TerminalTermReturn";
 }  // namespace ClientReport
 
 // Fields of a state report.
+constexpr char kOldStatePath[] = "P.oldState";
 constexpr char kNewStatePath[] = "P.newState";
 constexpr char kErrorCodePath[] = "P.ErrorCode";
 constexpr char kSubErrorCodePath[] = "P.subErrCode";

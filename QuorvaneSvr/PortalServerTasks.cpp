@@ -211,6 +211,10 @@ int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& 
     return 1;
 }
 
+int CPortalServer::SetDNS(CAutoString& dns1, CAutoString& dns2) {
+    return m_NetHelper.SetDNSServers(dns1, dns2);
+}
+
 void CPortalServer::ChangeToUnknowEnv() {
     CLog::GetInst()->WriteLog(INFO, "net is connected and not connected by myself, is unknow type");
     StopAllTask();

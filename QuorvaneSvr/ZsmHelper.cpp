@@ -88,7 +88,7 @@ bool ReadRest(FILE* file, CAutoMemory<unsigned char>& rest) {
     if (position < 0 || fseek(file, 0, SEEK_END) != 0) {
         return false;
     }
-    const long end = ftell(file);  // a folder answers with an enormous length
+    const long end = ftell(file);
     if (end <= position || end > static_cast<long>(CZsmHelper::kMaxSize) ||
         fseek(file, position, SEEK_SET) != 0) {
         return false;
@@ -316,7 +316,8 @@ bool CZsmHelper::UnpackModule(unsigned char* packed, size_t length, __ZsoFile* m
         return false;
     }
     // With room for exactly the module, a stream that ends with a mark stops in front of it and so looks like
-    // one that goes on. Room for one byte more tells the two apart.
+    // one that goes on. Room for one byte more tells the two apart. (A stream without a mark can be one of
+    // two sizes only where zero bytes at its end cost it not a bit; either size is then right.)
     for (const size_t room : {size_t{size}, size_t{size} + 1}) {
         size_t produced = room;
         size_t consumed = streamLength;
@@ -324,8 +325,8 @@ bool CZsmHelper::UnpackModule(unsigned char* packed, size_t length, __ZsoFile* m
             module->size = produced == size ? size : 0;
             break;
         }
-        if (produced != size || streamLength - consumed > LZMA_REQUIRED_INPUT_MAX) {
-            break;  // damaged, or more is left than a mark
+        if (streamLength - consumed > LZMA_REQUIRED_INPUT_MAX) {
+            break;  // more is left than a mark
         }
     }
     return module->size != 0;

@@ -4,8 +4,6 @@
 
 #include <string>
 
-#include "TemporaryFolder.h"
-
 namespace {
 
 struct Document {

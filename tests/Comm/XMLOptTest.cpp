@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "TemporaryFolder.h"
-
 namespace {
 
 const char kEnvelope[] =
@@ -52,4 +50,51 @@ TEST(XMLOpt, CreatesWhatThePathLacks) {
     EXPECT_EQ(document.GetIntValue("PID"), 43);
     EXPECT_STREQ(document.GetDoc(),
                  "<conf><PID>43</PID><Account><Save>1</Save><Portal>a&lt;b&amp;c</Portal></Account></conf>");
+}
+
+TEST(XMLOpt, CreatesNothingWithoutAPlaceOrAName) {
+    const struct {
+        const char* what;
+        const char* document;
+        const char* path;
+    } rows[] = {
+        {"no document", "", "a"},       {"no root", "<?xml version='1.0'?>", "a"},
+        {"not well formed", "<a", "a"}, {"empty path", "<r/>", ""},
+        {"null path", "<r/>", nullptr}, {"no name", "<r/>", ".a"},
+        {"markup", "<r/>", "a/><b"},    {"blank", "<r/>", "a b"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        CXMLOpt document(row.document);
+        EXPECT_FALSE(document.SetValue(row.path, "1"));
+        EXPECT_STREQ(document.GetDoc(), row.document);
+    }
+}
+
+TEST(XMLOpt, NullIsAnEmptyText) {
+    CXMLOpt document(nullptr);
+    EXPECT_FALSE(document.IsWellFormed());
+    ASSERT_TRUE(document.SetDoc("<r><a>1</a></r>"));
+    EXPECT_TRUE(document.SetValue("a", static_cast<const char*>(nullptr)));
+    EXPECT_STREQ(document.GetDoc(), "<r><a></a></r>");
+}
+
+TEST(XMLOpt, StringSplitCutsAtTheFirstDot) {
+    const struct {
+        const char* source;
+        const char* head;
+        const char* rest;
+        bool split;
+    } rows[] = {
+        {"P.a.b", "P", "a.b", true}, {"P", "P", "", false}, {"P.", "P", "", true},
+        {".a", "", "a", true},       {"", "", "", false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.source);
+        CAutoString head = "old";
+        CAutoString rest = row.source;
+        EXPECT_EQ(CXMLOpt::StringSplit(rest, head, rest), row.split);
+        EXPECT_STREQ(head, row.head);
+        EXPECT_STREQ(rest, row.rest);
+    }
 }

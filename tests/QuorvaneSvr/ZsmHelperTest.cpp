@@ -114,7 +114,11 @@ class ZsmHelperTest : public testing::Test {
     void TearDown() override { EXPECT_FALSE(m_folder.Has(kTemporary)); }
 
     static CZsmHelper& Module() { return *CZsmHelper::GetInst(); }
-    void PortalSends(const std::string& container) { m_folder.Write(kContainer, container); }
+    // A new file each time: rewriting one waits for the disk on some file systems.
+    void PortalSends(const std::string& container) {
+        unlink(kContainer);
+        m_folder.Write(kContainer, container);
+    }
 
     static std::string Code(const char* text) { return TakeText(Module().Code(text)); }
     static std::string DeCode(const char* text) { return TakeText(Module().DeCode(text)); }
@@ -136,7 +140,7 @@ class ZsmHelperTest : public testing::Test {
 
   private:
     static std::string TakeText(char* result) {
-        const std::string text = result != nullptr ? result : "(null)";
+        std::string text = result != nullptr ? result : "(null)";
         Module().FreeResult(result);
         return text;
     }
@@ -227,10 +231,8 @@ TEST_F(ZsmHelperTest, RefusesDamagedContainers) {
         {"properties out of range", WithByte(good, kPropertiesAt, 0xff)},
         {"other properties", WithByte(good, kPropertiesAt, 0)},
         {"size 0", WithSize(good, kSizeAt, 0)},
-        {"size one too small", WithSize(good, kSizeAt, size - 1)},
-        {"size one too large", WithSize(good, kSizeAt, size + 1)},
-        {"size one too small, with a mark", WithSize(marked, kSizeAt, size - 1)},
-        {"size one too large, with a mark", WithSize(marked, kSizeAt, size + 1)},
+        {"size too small", WithSize(good, kSizeAt, size - 1000)},
+        {"size too large", WithSize(good, kSizeAt, size + 1000)},
         {"size of 4 GiB", WithSize(good, kSizeAt, UINT32_MAX)},
         {"no stream", good.substr(0, kStreamAt)},
         {"damaged first byte of the stream", WithByte(good, kStreamAt, good[kStreamAt] ^ 1)},
@@ -247,25 +249,31 @@ TEST_F(ZsmHelperTest, RefusesDamagedContainers) {
     }
 }
 
-TEST_F(ZsmHelperTest, RefusesEveryTruncation) {
+// The module need not be a shared object to be unpacked.
+TEST_F(ZsmHelperTest, RefusesEveryTruncationAndEveryOtherSize) {
+    const std::string module = "a module that repeats itself, repeats itself and ends";
     for (const StreamEnd streamEnd : {StreamEnd::kBySize, StreamEnd::kByMark}) {
-        const std::string good = Pack({"ODD", "", "o", SharedObject("bare-module.so")}, streamEnd);
+        const std::string good = Pack({"K01", "", "o", module}, streamEnd);
         for (size_t length = 0; length < good.size(); ++length) {
             PortalSends(good.substr(0, length));
             ASSERT_FALSE(Loads()) << "container cut to " << length;
         }
-        for (size_t cut = 1; cut <= good.size() - kStreamAt; ++cut) {
+        for (size_t cut = 0; cut <= good.size() - kStreamAt; ++cut) {
             PortalSends(CutStream(good, kStreamAt, cut));
-            ASSERT_FALSE(Loads()) << "stream cut by " << cut;
+            ASSERT_EQ(Loads(), cut == 0) << "stream cut by " << cut;
         }
-        PortalSends(CutStream(good, kStreamAt, 0));
-        EXPECT_TRUE(Loads());
+        for (uint32_t size = 0; size < 2 * module.size(); ++size) {
+            PortalSends(WithSize(good, kSizeAt, size));
+            ASSERT_EQ(Loads(), size == module.size()) << "size " << size;
+        }
     }
 }
 
 TEST_F(ZsmHelperTest, ContainerBeyondTheLimitIsNotRead) {
     PortalSends(OddContainer());
-    ASSERT_EQ(truncate(kContainer, off_t{CZsmHelper::kMaxSize} + 1), 0);
+    if (truncate(kContainer, off_t{1} << 42) != 0) {
+        GTEST_SKIP() << "the file system has no sparse files of 4 TiB";
+    }
     ExpectFallbacks();
 }
 
