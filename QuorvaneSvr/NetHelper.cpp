@@ -54,7 +54,7 @@ bool ReadLines(FILE* file, Lines& lines) {
         lines.emplace_back(buffer, static_cast<size_t>(length));
     }
     free(buffer);
-    return ferror(file) == 0;
+    return feof(file) != 0;
 }
 
 // Writes over the content from the start and cuts the rest, which would otherwise stay as garbage lines

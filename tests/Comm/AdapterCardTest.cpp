@@ -182,7 +182,8 @@ TEST_F(AdapterCard, NeighbourIsLookedUpWithAnyTextAsItsAddress) {
     setenv("PATH", path.c_str(), 1);
 }
 
-TEST_F(AdapterCard, NamesTheMachine) {
+TEST(AdapterCardSystem, NamesTheMachine) {
+    CAdapterCard card;
     CAutoString host;
     CAutoString node;
     CAutoString unknown = kBefore;
