@@ -12,6 +12,17 @@ const Report kUnknownNetwork = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED,
 
 class Discovery : public ServiceTest {};
 
+// The machine without its default route; it gets the route back afterwards.
+class NoDefaultRoute {
+  public:
+    NoDefaultRoute() { EXPECT_EQ(system("ip route del default"), 0); }
+    ~NoDefaultRoute() {
+        EXPECT_EQ(system((std::string("ip route add default via ") + kSandboxPeerAddress).c_str()), 0);
+    }
+    NoDefaultRoute(const NoDefaultRoute&) = delete;
+    NoDefaultRoute& operator=(const NoDefaultRoute&) = delete;
+};
+
 }  // namespace
 
 TEST_F(Discovery, PortalThatDoesNotAnswerIsReported) {
@@ -30,7 +41,7 @@ TEST_F(Discovery, ServerErrorOfTheProbeIsReported) {
 
 TEST_F(Discovery, MachineWithoutADefaultRouteHasNoAdapter) {
     SKIP_OUTSIDE_SANDBOX();
-    ASSERT_EQ(system("ip route del default"), 0);
+    const NoDefaultRoute route;
     StartService();
     StartSession();
     ExpectReport(GettingReadyFailed(StateCode::kNoAdapter));

@@ -36,8 +36,9 @@ TEST_F(FrontEnd, LoginSurvivesAFrontEndThatDiesAndReturns) {
     LogIn();
     DetachFrontEnd();
     // Reported to nobody: the write fails and the service goes on.
+    const size_t states = portal.Requests(Endpoint::State).size();
     PortalAnswers(Endpoint::Pulse, Answer::Error(PortalError::kLoginEnded));
-    ExpectRequest(Endpoint::State, 2);
+    ExpectRequest(Endpoint::State, states + 1);
     ExpectRequest(Endpoint::Pulse, portal.Requests(Endpoint::Pulse).size() + 2);
     AttachFrontEnd();
     FrontEndAsks(ClientOperation::kStart);

@@ -54,6 +54,21 @@ void ReceiveTraffic(int kilobytes) {
     }).join();
 }
 
+// A file of the system that has other content as long as the object lives.
+class ChangedFile {
+  public:
+    ChangedFile(const char* path, const std::string& content) : m_path(path), m_before(ContentOf(path)) {
+        std::ofstream(path) << content;
+    }
+    ~ChangedFile() { std::ofstream(m_path) << m_before; }
+    ChangedFile(const ChangedFile&) = delete;
+    ChangedFile& operator=(const ChangedFile&) = delete;
+
+  private:
+    const char* m_path;
+    const std::string m_before;
+};
+
 // A program of that name that runs as long as the object lives.
 class RunningProgram {
   public:
@@ -106,8 +121,7 @@ TEST_F(Host, TrafficSinceTheLoginIsReported) {
     // The upload after the next one was built after the traffic.
     const Request periodic =
         ExpectRequest(Endpoint::Statistics, portal.Requests(Endpoint::Statistics).size() + 2);
-    AskForLogout("1");
-    ExpectReport(kLoggedOut);
+    LogOut("1");
     const Request last = portal.Requests(Endpoint::Statistics).back();
 
     EXPECT_EQ(periodic.Element("account"), defaults.account);
@@ -135,7 +149,7 @@ TEST_F(Host, ListedProgramEndsTheLoginAfterTheDelay) {
 }
 
 TEST_F(Host, ForwardingEndsTheLoginAfterTheDelay) {
-    std::ofstream(kForwarding) << "1\n";
+    const ChangedFile forwarding(kForwarding, "1\n");
     if (ContentOf(kForwarding) != "1\n") {
         GTEST_SKIP() << "IP forwarding cannot be switched on here";
     }
@@ -160,7 +174,7 @@ TEST_F(Host, MachineThatSharesNothingStaysLoggedIn) {
 TEST_F(Host, PushedResolversLastAsLongAsTheLogin) {
     const std::string before = "nameserver 198.51.100.11\nnameserver 198.51.100.12\noptions timeout:2\n";
     const std::string during = "nameserver 198.51.100.21\nnameserver 198.51.100.22\noptions timeout:2\n";
-    std::ofstream(kResolverFile) << before;
+    const ChangedFile resolvers(kResolverFile, before);
     PortalIs([](Scenario& scenario) {
         scenario.statisticsInterval = 600;
         scenario.dns1 = "198.51.100.21";
@@ -168,7 +182,6 @@ TEST_F(Host, PushedResolversLastAsLongAsTheLogin) {
     });
     LogIn();
     EXPECT_EQ(ContentOf(kResolverFile), during);
-    AskForLogout("1");
-    ExpectReport(kLoggedOut);
+    LogOut("1");
     EXPECT_EQ(ContentOf(kResolverFile), before);
 }

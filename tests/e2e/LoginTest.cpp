@@ -92,7 +92,10 @@ TEST_F(Login, RequestsCarryWhoAsksAndFromWhere) {
     const std::string mac = std::string("mac=") + kSandboxMac;
     WriteSettings("<clientId>" + id + "</clientId>");
     PortalIs([](Scenario& scenario) { scenario.statisticsInterval = 600; });
-    LogIn();
+    GetReady();
+    ExpectRequest(Endpoint::State);  // the login puts an end to these
+    AskForLogin(defaults.account, defaults.password);
+    ExpectReport(kConnected);
     const std::string ticket = "ticket=" + portal.LoggedInTicket();
     EXPECT_THAT(ElementsOf(ExpectRequest(Endpoint::Ticket)),
                 ElementsAre("ostag=linux64", mac, "ipv6=", ip4, client, agent, "host-name=" + HostName()));
@@ -102,8 +105,7 @@ TEST_F(Login, RequestsCarryWhoAsksAndFromWhere) {
         ElementsAre(ticket, "passwd=" + defaults.password, "userid=" + defaults.account, client, agent));
     EXPECT_THAT(ElementsOf(ExpectRequest(Endpoint::Pulse)),
                 ElementsAre(mac, "ipv6=", ip4, ticket, client, agent));
-    AskForLogout("1");
-    ExpectReport(kLoggedOut);
+    LogOut("1");
     EXPECT_THAT(ElementsOf(ExpectRequest(Endpoint::Term)), ElementsAre("reason=1", ticket, client, agent));
     EXPECT_EQ(portal.LoggedInTicket(), "");
 }

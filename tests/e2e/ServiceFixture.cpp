@@ -141,6 +141,19 @@ void ServiceTest::AskForLogout(const std::string& reason) {
     FrontEndAsks(ClientOperation::kDisconnect, "<src>" + reason + "</src>");
 }
 
+void ServiceTest::LogOut(const std::string& reason) {
+    // One line for the baseline, a second one once it is taken and the next upload is arranged.
+    const std::string line = "[CPortalServer::NetworkTraffic]";
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            const std::string log = Log();
+            return log.find(line) != log.rfind(line);
+        },
+        kSoon));
+    AskForLogout(reason);
+    ExpectReport(kLoggedOut);
+}
+
 void ServiceTest::ExpectReport(const Report& report) {
     EXPECT_TRUE(frontEnd->WaitFor([&](const Message& message) { return ReportIn(message) == report; }, kSoon))
         << "no report " << report;

@@ -67,6 +67,9 @@ class ServiceTest : public testing::Test {
     void AskForLogin(const std::string& account, const std::string& password);
     void LogIn();
     void AskForLogout(const std::string& reason);
+    // A log-out through the statistics. Waits for the baseline first: before it there is nothing to report,
+    // and the log-out does not take place.
+    void LogOut(const std::string& reason);
 
     // Each waits for the next one that fits, in order of arrival, and passes over what comes before.
     void ExpectReport(const Report& report);

@@ -43,11 +43,15 @@ TEST_F(Session, FailedPulsesBeyondTheLimitEndTheLogin) {
 }
 
 TEST_F(Session, LoginThatThePortalEndedIsReportedAndANewTicketFetched) {
-    PortalAnswers(Endpoint::Pulse, Answer::Error(PortalError::kLoginEnded));
+    PortalIs([](Scenario& scenario) { scenario.stateInterval = 600; });
     GetReady();
-    PortalAnswers(Endpoint::State, Answer::Error(PortalError::kStateUndecided));
+    ExpectRequest(Endpoint::State);
+    PortalAnswers(Endpoint::Pulse, Answer::Error(PortalError::kLoginEnded));
+    PortalAnswers(Endpoint::State, Answer::Error(PortalError::kLoginEnded));
     AskForLogin(defaults.account, defaults.password);
     ExpectReport({INetConn::ES_CONNECTED, INetConn::ES_DISCONNECTED, PortalError::kLoginEnded});
+    ExpectReport(kReady);
+    EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 2u);
 }
 
 TEST_F(Session, LoginThatStandsAfterAllIsTakenUpAgain) {
@@ -107,8 +111,7 @@ TEST_F(Session, InterceptedTicketRequestMeansAnUnknownNetwork) {
 TEST_F(Session, LogoutSendsTheLastStatisticsFirst) {
     PortalAsksForStatistics();
     LogIn();
-    AskForLogout("1");
-    ExpectReport(kLoggedOut);
+    LogOut("1");
     EXPECT_EQ(ExpectRequest(Endpoint::Statistics).Element("stattype"), "0");
     ExpectReport(kReady);
 }
@@ -116,8 +119,7 @@ TEST_F(Session, LogoutSendsTheLastStatisticsFirst) {
 TEST_F(Session, FinalLogoutFetchesNoNewTicket) {
     PortalAsksForStatistics();
     LogIn();
-    AskForLogout(LogoutReason::kFinal);
-    ExpectReport(kLoggedOut);
+    LogOut(LogoutReason::kFinal);
     FrontEndAsks(ClientOperation::kTerminalData);
     ExpectMessage(ClientReport::kTerminalData);
     EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 1u);
