@@ -78,7 +78,9 @@ bool CFileUtil::ReplaceFile(const char* path, const std::string& content) {
     }
     (void)fchmod(descriptor, kNewFileMode);
     CopyModeAndOwner(target.c_str(), descriptor);
-    bool done = WriteAll(descriptor, content) && fsync(descriptor) == 0;
+    // Not forced to the disk: a login saves dozens of settings, and waiting for the disk each time would cost it
+    // more than all its exchanges with the portal.
+    bool done = WriteAll(descriptor, content);
     done = close(descriptor) == 0 && done;
     done = done && rename(temporary.c_str(), target.c_str()) == 0;
     if (!done) {

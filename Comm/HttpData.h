@@ -4,31 +4,56 @@
 
 #include "AutoString.h"
 
+// One HTTP exchange: the caller fills in the request, CCurlHttp::Perform the response. The request texts are
+// borrowed and must live until Perform returns; the two response buffers belong to the record until Release.
+// A plain record without a lock: it belongs to the thread that performs it.
 class CHttpData {
   public:
+    // dwPostDataLen of a body that ends at its first NUL.
+    static constexpr uint64_t kUntilNul = static_cast<uint64_t>(-1);
+
+    // With `autoRelease` the destructor frees the response buffers; without it the caller takes them over.
     explicit CHttpData(bool autoRelease);
     ~CHttpData();
     CHttpData(const CHttpData&) = delete;
     CHttpData& operator=(const CHttpData&) = delete;
+
+    // Frees the response buffers; the record then holds an empty response.
     void Release();
+
+    // The response texts, NUL-terminated and never null; an embedded NUL of the peer ends them early, while
+    // dwDataLen tells the body's real length.
     const char* RespHead() const;
     const char* RespData() const;
-    void RespHead(char* head);
-    void RespData(char* data);
+    // Take over an array-allocated, NUL-terminated buffer. The one held before is not freed.
+    void RespHead(char* head) { szRespHead = head; }
+    void RespData(char* data) { szRespData = data; }
+
+    // The value of one response header without the white space around it, or an empty text. `name` is matched
+    // by case and wherever it stands in the head, with or without its colon.
     CAutoString GetHeadAttri(CAutoString name) const;
+
+    // Where the response to a probe sends the browser: the location header of a 302 or 303, the meta refresh
+    // or the script of a 200 page. All in lower case; empty when there is no absolute http or https address.
     CAutoString GetRedirectAddress() const;
 
+    // The request.
     const char* szUrl = nullptr;
-    const char* szVerb = "GET";
-    const char* szHead = nullptr;
-    const char* szPostData = nullptr;
-    uint64_t dwPostDataLen = static_cast<uint64_t>(-1);
-    uint64_t dwTimeOut = 10000;
-    int32_t retCode = 0;
-    uint64_t dwDataLen = 0;
+    const char* szVerb = "GET";        // "POST" in any case posts, everything else is a GET
+    const char* szHead = nullptr;      // further header lines, each ended by "\r\n"
+    const char* szPostData = nullptr;  // null posts an empty body
+    uint64_t dwPostDataLen = kUntilNul;
+    uint64_t dwTimeOut = 10000;  // seconds, for connecting and for the whole exchange
+
+    // The response.
+    int32_t retCode = 0;     // HTTP status, or libcurl's error code when the transfer failed
+    uint64_t dwDataLen = 0;  // length of the body in bytes
+
+    // For callers; the transport does not look at them.
     bool bChangeCode = true;
     uint32_t pageCode = 0;
-    bool bRedirect = true;
+
+    bool bRedirect = true;  // part of the request: whether the transport follows redirections itself
     char* szRespHead = nullptr;
     char* szRespData = nullptr;
     bool m_bAutoRealease;

@@ -1,1 +1,75 @@
 #include "MsgEngine.h"
+
+#include <pthread.h>
+
+#include "comm.h"
+#include "guard.h"
+
+namespace {
+
+constexpr unsigned int kEndPollMs = 1;  // the thread leaves within microseconds unless it handles a message
+
+}  // namespace
+
+void CMsgEngine::AddMessage(CAutoString message) {
+    CLockGuard<GLockObj> guard(m_msgLock);
+    m_MsgQueue.push_back(message);
+}
+
+void CMsgEngine::StartMsgEngine() {
+    if (m_Running) {
+        return;
+    }
+    m_Running = true;
+    CountThread(1);
+    pthread_t threadId = 0;
+    if (pthread_create(&threadId, nullptr, DealMessageThread, this) != 0) {
+        CountThread(-1);
+        m_Running = false;
+        return;
+    }
+    (void)pthread_detach(threadId);  // fails for a thread that is not joinable only
+}
+
+void* CMsgEngine::DealMessageThread(void* engine) {
+    auto* self = static_cast<CMsgEngine*>(engine);
+    CAutoString message;
+    while (self->GetMessage(message)) {
+        self->DoMessage(message);
+    }
+    self->CountThread(-1);  // the object may be gone from here on
+    return nullptr;
+}
+
+bool CMsgEngine::GetMessage(CAutoString& out) {
+    while (m_Running) {
+        CLockGuard<GLockObj> guard(m_msgLock);
+        if (!m_MsgQueue.empty()) {
+            out = m_MsgQueue.front();
+            m_MsgQueue.pop_front();
+            return true;
+        }
+    }
+    return false;
+}
+
+void CMsgEngine::StopMsgEngine() {
+    m_Running = false;
+}
+
+void CMsgEngine::WaitMsgEngineEnd() {
+    StopMsgEngine();
+    while (HasThread()) {
+        Sleep(kEndPollMs);
+    }
+}
+
+bool CMsgEngine::HasThread() {
+    CLockGuard<GLockObj> guard(m_msgLock);
+    return m_threadCount > 0;
+}
+
+void CMsgEngine::CountThread(int change) {
+    CLockGuard<GLockObj> guard(m_msgLock);
+    m_threadCount += change;
+}

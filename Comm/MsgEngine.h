@@ -5,16 +5,46 @@
 #include "AutoString.h"
 #include "ptlock.h"
 
+// A queue of messages and the one thread that hands them to DoMessage, in order and one at a time. Messages
+// may be added from any thread at any time; those that wait while the engine is stopped are handled after its
+// next start. An engine may be started and stopped from any one thread at a time.
+//
+// The thread polls without a pause: a running engine costs one busy processor core and answers at once. The
+// exchange with the front end is timed by that.
 class CMsgEngine {
   public:
+    CMsgEngine() = default;
+    CMsgEngine(const CMsgEngine&) = delete;
+    CMsgEngine& operator=(const CMsgEngine&) = delete;
+
+    // Handles one message, on the engine's thread.
     virtual void DoMessage(CAutoString message) = 0;
+    // A class whose objects die calls WaitMsgEngineEnd first thing in its own destructor: once that has run,
+    // DoMessage no longer leads anywhere.
     virtual ~CMsgEngine() = default;
+
     void AddMessage(CAutoString message);
+    // Does nothing while the engine runs. Started again before the old thread has noticed the stop, the
+    // engine has two threads, and messages may overtake each other.
     void StartMsgEngine();
+    // Returns at once; a message that is being handled is still finished.
     void StopMsgEngine();
 
   protected:
-    std::deque<CAutoString> m_MsgQueue;
+    // Stops the engine and waits until no thread of it is left. Not to be called from DoMessage.
+    void WaitMsgEngineEnd();
+
+    std::deque<CAutoString> m_MsgQueue;  // guarded by m_msgLock
+    int m_threadCount = 0;               // threads that have not left yet; guarded by m_msgLock
     MutexLock m_msgLock;
+    // Whether the thread is to run. Written by whoever starts and stops, read by the engine's thread without
+    // a lock: it does no harm to notice a stop one turn late. The race is taken on purpose.
     bool m_Running = false;
+
+  private:
+    static void* DealMessageThread(void* engine);
+    // Waits for the next message. False when the engine is stopped; `out` is then untouched.
+    bool GetMessage(CAutoString& out);
+    bool HasThread();
+    void CountThread(int change);
 };

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <cstdio>
 
-// Owner of one standard I/O stream; the destructor closes it. Results are 0 for success unless said otherwise.
+// Owner of one standard I/O stream; the destructor closes it. Results are 0 for success unless said
+// otherwise.
 class CSimpleFile {
   public:
     CSimpleFile() = default;

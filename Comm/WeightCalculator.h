@@ -4,12 +4,20 @@
 #include <string>
 #include <vector>
 
+// The equal servers of a portal, of which each client chooses one by the hash of its own address. So a client
+// keeps its server while the list stays, and the clients spread over the list. Whoever finds a server dead
+// removes it and chooses again. Not synchronised: belongs to the portal connection's work thread.
 class HashBalance {
   public:
-    int Size() const;
+    int Size() const { return static_cast<int>(serverMap.size()); }
+    // Replaces the list by the comma-separated addresses of `list`, empty ones included. A last entry of
+    // fewer than two characters is dropped.
     void SetIpList(const std::string& list);
+    // h = h * 31 + c over the bytes of the NUL-terminated `key`, wrapping at 32 bits.
     static uint32_t hash_index(const char* key);
+    // The server for the client address `key`; empty when the key or the list is.
     std::string getServer(const std::string& key) const;
+    // Removes the first entry equal to `ip`, if there is one.
     void deleteIp(const std::string& ip);
 
   private:

@@ -16,9 +16,9 @@ void Sleep(unsigned int milliseconds);
 bool IsTelNum(const char* text);
 
 // Writes the decimal digits of a non-negative `value` and a NUL into `buffer` and returns the address of that
-// NUL, not of the digits; `radix` is ignored. Whoever hands the result on hands on an empty text: the settings
-// "connState" and "keepRetry" and the published "authType", "authDefautType" and "defaultAuth" are empty for
-// that reason, and the front end and the next start of the service rely on it.
+// NUL, not of the digits; `radix` is ignored. Whoever hands the result on hands on an empty text: the
+// settings "connState" and "keepRetry" and the published "authType", "authDefautType" and "defaultAuth" are
+// empty for that reason, and the front end and the next start of the service rely on it.
 char* itoa(int value, char* buffer, int radix);
 
 // Helpers without a state of their own.
@@ -29,8 +29,8 @@ class CommFunc {
     // As CSimpleFile::RecuMkDir.
     static bool RecuMkDir(const char* path, mode_t mode, bool lastIsFile);
 
-    // Remove characters that occur in `characters` from the ends of `text`, in place: leading ones are skipped
-    // by the returned pointer, trailing ones are overwritten with NULs.
+    // Remove characters that occur in `characters` from the ends of `text`, in place: leading ones are
+    // skipped by the returned pointer, trailing ones are overwritten with NULs.
     static char* Trim(char* text, const char* characters);
     static char* TrimLeft(char* text, const char* characters);
     static char* TrimRight(char* text, const char* characters);

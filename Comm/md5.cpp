@@ -1,1 +1,45 @@
 #include "md5.h"
+
+#include <openssl/evp.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace {
+
+constexpr size_t kDigestLength = 16;
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+struct ContextCloser {
+    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
+
+// Looked up once, since the look-up takes longer than the digest of a request. Never freed: a thread may
+// still be computing while the process ends.
+const EVP_MD* Md5() {
+    static const EVP_MD* const digest = EVP_MD_fetch(nullptr, "MD5", nullptr);
+    return digest;
+}
+
+std::string ToHex(const unsigned char (&digest)[kDigestLength]) {
+    std::string digits(2 * kDigestLength, '\0');
+    for (size_t i = 0; i < kDigestLength; ++i) {
+        digits[2 * i] = kHexDigits[digest[i] >> 4];
+        digits[2 * i + 1] = kHexDigits[digest[i] & 0x0F];
+    }
+    return digits;
+}
+
+}  // namespace
+
+CAutoString CMD5::MDString(const char* text) {
+    const std::unique_ptr<EVP_MD_CTX, ContextCloser> context(EVP_MD_CTX_new());
+    unsigned char digest[kDigestLength];
+    if (context == nullptr || Md5() == nullptr || EVP_DigestInit_ex2(context.get(), Md5(), nullptr) != 1 ||
+        EVP_DigestUpdate(context.get(), text, strlen(text)) != 1 ||
+        EVP_DigestFinal_ex(context.get(), digest, nullptr) != 1) {
+        return {};
+    }
+    return ToHex(digest);
+}

@@ -1,1 +1,89 @@
 #include "InfoCenter.h"
+
+#include <climits>
+
+#include "ClientOperations.h"
+#include "SimpleFile.h"
+#include "guard.h"
+
+namespace {
+
+constexpr char kSettingsFile[] = "/conf/conf.xml";
+constexpr char kAnnouncementFormat[] = "<key>%s</key><value>%s</value>";
+constexpr int kShared = 0;  // modes of an RWLock
+constexpr int kExclusive = 1;
+
+}  // namespace
+
+CInfoCenter* CInfoCenter::m_pInfoCenter = nullptr;
+
+CInfoCenter* CInfoCenter::GetInst() {
+    if (m_pInfoCenter == nullptr) {
+        m_pInfoCenter = new CInfoCenter;
+        char folder[PATH_MAX];
+        (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
+        // Without a settings file every key reads as empty, and the service goes on.
+        (void)m_pInfoCenter->LoadLocalValue(CAutoString(folder) + kSettingsFile);
+    }
+    return m_pInfoCenter;
+}
+
+void CInfoCenter::Release() {
+    delete m_pInfoCenter;
+    m_pInfoCenter = nullptr;
+}
+
+bool CInfoCenter::LoadLocalValue(const char* path) {
+    CLockGuard<GLockObj> guard(m_xmlLock);
+    return m_xmlOpt.LoadFile(path);
+}
+
+CAutoString CInfoCenter::GetLocalValue(const char* key) {
+    CLockGuard<GLockObj> guard(m_xmlLock);
+    return m_xmlOpt.GetValue(key);
+}
+
+bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
+    CLockGuard<GLockObj> guard(m_xmlLock);
+    if (!m_xmlOpt.SetValue(key, value)) {
+        return false;
+    }
+    (void)m_xmlOpt.SaveFile();  // the value holds for this run in any case
+    return true;
+}
+
+void CInfoCenter::SetValue(const char* key, const char* value) {
+    CLockGuard<GLockObj> guard(m_dataMapLock, kExclusive);
+    m_dataMap.emplace(key, value);
+}
+
+CAutoString CInfoCenter::GetValue(const char* key) {
+    CLockGuard<GLockObj> guard(m_dataMapLock, kShared);
+    const auto entry = m_dataMap.find(key);
+    return entry != m_dataMap.end() ? entry->second : CAutoString();
+}
+
+void CInfoCenter::SetGlobalValue(const char* key, const char* value) {
+    SetValue(key, value);
+    {
+        CLockGuard<GLockObj> guard(m_globalDataMapLock, kExclusive);
+        m_globalDataMap.emplace(key, value);
+    }
+    Announce(key, value);
+}
+
+void CInfoCenter::SynchroGlobalValue() {
+    CLockGuard<GLockObj> guard(m_globalDataMapLock, kShared);
+    for (const auto& entry : m_globalDataMap) {
+        Announce(entry.first, entry.second);
+    }
+}
+
+void CInfoCenter::Announce(const CAutoString& key, const CAutoString& value) {
+    CAutoString parameters;
+    parameters.Format(kAnnouncementFormat, key.GetBuffer(), value.GetBuffer());
+    PostMsg(kPortalBusiness, "InfoCenter", "SetValue", parameters);
+}
+
+void CInfoCenter::PostMsg(const char* /*source*/, const char* /*target*/, const char* /*opcode*/,
+                          const char* /*parameters*/) {}

@@ -6,17 +6,51 @@
 #include "XMLOpt.h"
 #include "ptlock.h"
 
+// The named texts of the service: those of the settings file, which survive a restart, and those of this run.
+// All operations but GetInst and Release may be called from any thread.
+//
+// The settings file is "conf/conf.xml" in the working directory. It is read once; from then on the document
+// in memory counts, and each change writes the file anew. The installation ships it: without a file that can
+// be read nothing is ever saved, and no error tells of it.
 class CInfoCenter {
   public:
     virtual ~CInfoCenter() = default;
+
+    // Created, and the settings file read, on first use: during start-up, before any second thread exists.
     static CInfoCenter* GetInst();
+    // Destroys the instance; nobody may be using it.
     static void Release();
+
+    // Reads the settings file at `path`. False when it cannot be read or parsed.
     bool LoadLocalValue(const char* path);
+    // Values of the settings file. A key with dots names nested elements; a missing one reads as empty.
     CAutoString GetLocalValue(const char* key);
+    // Saves the file at once. Answers whether the value could be set; a failing save is not told.
     bool SetLocalValue(const char* key, const char* value);
+
+    // Values of this run. A key keeps the value that it was given first. Unknown keys read as empty.
     void SetValue(const char* key, const char* value);
     CAutoString GetValue(const char* key);
+    // SetValue, and the same for the values that are announced to front ends.
     void SetGlobalValue(const char* key, const char* value);
+    // Announces those values again, in the order of their keys.
     void SynchroGlobalValue();
+
+    // Sends nothing. Front ends learn the values from the reports of the portal business; an announcement on
+    // the pipe would be a message that they do not know.
     void PostMsg(const char* source, const char* target, const char* opcode, const char* parameters);
+    // The store is not registered as a business and has no operations.
+    virtual void InitOpcodeFun() {}
+
+  private:
+    void Announce(const CAutoString& key, const CAutoString& value);
+
+    static CInfoCenter* m_pInfoCenter;
+
+    std::map<CAutoString, CAutoString> m_dataMap;
+    RWLock m_dataMapLock;
+    std::map<CAutoString, CAutoString> m_globalDataMap;
+    RWLock m_globalDataMapLock;
+    CXMLOpt m_xmlOpt;
+    MutexLock m_xmlLock;  // also for reading, which moves the document's cursors
 };

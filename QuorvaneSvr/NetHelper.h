@@ -1,8 +1,62 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "AutoString.h"
 
+// Puts the DNS servers that the portal pushes into the system resolver file /etc/resolv.conf and hands back
+// those that they replace, so that the log-out can put them in again. Holds no state; called from the work
+// thread only.
 class CNetHelper {
   public:
+    // Replaces the first two servers of the resolver file; further ones go. Texts that are empty or no valid
+    // address are not written, but what they would have replaced goes all the same. A local forwarder
+    // (127.0.1.1 or ::1) stays where it is. The file is rewritten in place: mode, owner and a symbolic link
+    // to it stay.
+    // 0: the arguments hold the replaced servers, empty when there was none. Otherwise the errno of the file
+    // operation that failed: file and arguments are as they were.
     int SetDNSServers(CAutoString& dns1, CAutoString& dns2);
+    // The servers of the resolver file in the order of its lines; none when it cannot be read.
+    CStringArray GetDNSServers();
+
+    // Appends the lines that stand for a server line (`atNameserver`) or go in front of a search line.
+    // `state` counts the server slots that have been dealt with, which is not the same as written. True when
+    // the line at hand took a slot (server line) or when something was written (search line).
+    bool SetDNS(const char* dns1, const char* dns2, std::vector<std::string>& lines, unsigned& state,
+                bool atNameserver);
+
+    // 0 for a valid or empty address, else why it is none. A text with ':' is judged as IPv6.
+    enum AddressFault {
+        AF_LENGTH_IPV4 = 1,   // not 7 to 15 characters
+        AF_PARTS = 2,         // not four parts, or white space among them
+        AF_PART_LENGTH = 3,   // a part of more than 3 characters
+        AF_NUMBERS = 4,       // a part that does not begin as a number
+        AF_RANGE = 5,         // a number outside 1 to 255: also 0, so 10.0.0.1 is refused
+        AF_LENGTH_IPV6 = 6,   // not 3 to 39 characters
+        AF_CHARACTERS = 7,    // something else than hexadecimal digits and ':'
+        AF_COLONS = 8,        // not 2 to 7 colons, a lone one at an end, or a second "::"
+        AF_GROUP_LENGTH = 9,  // a group of more than 4 digits
+    };
+    int IsValidAddress(const char* address);
+
+  private:
+    // The resolver file while it is rewritten.
+    struct Rewriting {
+        const char* dns1;
+        const char* dns2;
+        std::vector<std::string> lines;  // what has been kept and inserted, each with its line end
+        unsigned state = 0;
+        CAutoString previous1;
+        CAutoString previous2;
+    };
+
+    void RewriteLine(Rewriting& file, const std::string& line);
+    void RewriteNameserver(Rewriting& file, const std::string& line);
+    void RewriteSearch(Rewriting& file, const std::string& line);
+
+    int IsValidIPv4(const char* address);
+    int IsValidIPv6(const char* address);
+    bool IsValidIpv6Char(const char* address);
+    bool IsValidNumColon(const char* address);
 };

@@ -1,1 +1,176 @@
+// The protocol engine's life: construction, the record's start values from the settings, and what it
+// publishes.
 #include "PortalConn.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "Deployment.h"
+#include "InfoCenter.h"
+#include "Log.h"
+#include "PortalCodes.h"
+
+namespace {
+
+constexpr char kSystemTag[] = "linux64";
+constexpr char kUserAgentIPv4[] = "RAVO/Linux64/%s";
+constexpr char kUserAgentIPv6[] = "RAVO/LinuxIpv664/%s";
+
+constexpr char kConnectedKey[] = "connState";
+
+// The literal that stands for "nothing to publish". Its address is compared, not its text: a portal that
+// sends an empty value has set that value to empty, and the front end is told so.
+const char* const kNothingToPublish = "";
+
+// Settings of an earlier run that are plain texts, and the field each one fills.
+struct RecordText {
+    const char* key;
+    CAutoString CAuthConfig::*field;
+};
+constexpr RecordText kIdentityTexts[] = {
+    {"hostName", &CAuthConfig::hostName},
+    {"clientId", &CAuthConfig::strClientId},
+    {"version", &CAuthConfig::version},
+};
+constexpr RecordText kSavedTexts[] = {
+    {"termUrl", &CAuthConfig::strTermUrl},
+    {"keepUrl", &CAuthConfig::strKeepUrl},
+    {"ticket", &CAuthConfig::strTicket},
+    {"stateUrl", &CAuthConfig::strStateUrl},
+    {"schoolId", &CAuthConfig::schoolId},
+    {"domain", &CAuthConfig::domain},
+    {"area", &CAuthConfig::area},
+    {"wlanuserip", &CAuthConfig::wlanuserip},
+    {"wlanusermac", &CAuthConfig::wlanusermac},
+    {"wlanacip", &CAuthConfig::wlancip},
+    {"serverCluster", &CAuthConfig::m_strServersIPv4},
+    {"serverCluster6", &CAuthConfig::m_strServersIPv6},
+};
+
+// The same for numbers.
+struct RecordNumber {
+    const char* key;
+    int CAuthConfig::*field;
+};
+constexpr RecordNumber kSavedNumbers[] = {
+    {"keepRetry", &CAuthConfig::iKeepRetry},
+    {"defaultAuth", &CAuthConfig::nDefaultAuth},
+    {"plusInterval", &CAuthConfig::fileInterval},
+    {"plusFlag", &CAuthConfig::fileIntervalFlag},
+};
+
+CAutoString ValueOr(CAutoString value, const char* fallback) {
+    return value.IsEmpty() ? CAutoString(fallback) : value;
+}
+
+void LogUserAgent(const CAuthConfig& record) {
+    CLog::GetInst()->WriteLog(INFO, "sysVer is %s,agent is %s", record.ostag.GetBuffer(),
+                              record.strUserAgent.GetBuffer());
+}
+
+}  // namespace
+
+CPortalConn::CPortalConn() : CPortalConn(DefaultPortalHost()) {}
+
+CPortalConn::CPortalConn(IPortalHost& host) : m_host(host) {}
+
+CPortalConn::~CPortalConn() {
+    delete m_pPortalConf;
+}
+
+int CPortalConn::Init() {
+    InitPortalConf();
+    InitEnviromment();
+    return m_portalParse.Init() == 1 ? 1 : 0;
+}
+
+int CPortalConn::InitPortalConf() {
+    printf("svr start success");
+    delete m_pPortalConf;
+    m_pPortalConf = new CAuthConfig;
+    CAuthConfig& record = *m_pPortalConf;
+    CInfoCenter& settings = *m_host.GetInfoCenter();
+
+    for (const RecordText& text : kIdentityTexts) {
+        record.*text.field = settings.GetValue(text.key);
+    }
+    CLog::GetInst()->WriteLog(INFO, "version is %s", record.version.GetBuffer());
+    record.ostag = kSystemTag;
+    record.strUserAgent.Format(kUserAgentIPv4, record.version.GetBuffer());
+    LogUserAgent(record);
+
+    m_redirectUrl = ValueOr(settings.GetLocalValue("redirect"), QUORVANE_PROBE_URL);
+    m_redirectUrlIpv6 = ValueOr(settings.GetLocalValue("redirectipv6"), QUORVANE_PROBE_URL_IPV6);
+    for (const RecordText& text : kSavedTexts) {
+        record.*text.field = settings.GetLocalValue(text.key);
+    }
+    for (const RecordNumber& number : kSavedNumbers) {
+        record.*number.field = atoi(settings.GetLocalValue(number.key));
+    }
+    if (record.nDefaultAuth == 0) {
+        record.nDefaultAuth = 1;
+    }
+    m_DisasterUrl = settings.GetLocalValue("disasterUrl");
+    ReloadServerLists();
+    m_DisasterUrl.MakeLower();
+    return 0;
+}
+
+void CPortalConn::InitEnviromment() {}
+
+void CPortalConn::ReloadServerLists() {
+    if (m_hashBalance4.Size() == 0 && !m_pPortalConf->m_strServersIPv4.IsEmpty()) {
+        m_hashBalance4.SetIpList(m_pPortalConf->m_strServersIPv4.GetText());
+    }
+    if (m_hashBalance6.Size() == 0 && !m_pPortalConf->m_strServersIPv6.IsEmpty()) {
+        m_hashBalance6.SetIpList(m_pPortalConf->m_strServersIPv6.GetText());
+    }
+}
+
+void CPortalConn::SetServerIp() {
+    CAuthConfig& record = *m_pPortalConf;
+    if (record.m_afType == kIPv4Family) {
+        record.strUserAgent.Format(kUserAgentIPv4, record.version.GetBuffer());
+    } else if (record.m_afType == kIPv6Family) {
+        record.strUserAgent.Format(kUserAgentIPv6, record.version.GetBuffer());
+    }
+    LogUserAgent(record);
+}
+
+int CPortalConn::GetConnCfg() {
+    return atoi(m_host.GetInfoCenter()->GetLocalValue(kConnectedKey));
+}
+
+// What is stored is empty, since itoa returns the end of its digits. Only a settings file written by hand (or
+// by another program) makes a later start find a recorded login and log it out.
+void CPortalConn::SetConnCfg(int connected) {
+    CLog::GetInst()->WriteLog(INFO, connected != 0 ? "record connected" : "record not connect");
+    char digits[16];
+    m_host.GetInfoCenter()->SetLocalValue(kConnectedKey, itoa(connected, digits, 10));
+}
+
+void CPortalConn::ResetNetConfig() {
+    m_pPortalConf->ip4.Empty();
+    m_pPortalConf->ip6.Empty();
+    m_pPortalConf->mac.Empty();
+}
+
+void CPortalConn::SendData(const char* key, const char* value) {
+    if (value == nullptr || value == kNothingToPublish) {
+        return;
+    }
+    m_host.GetInfoCenter()->SetGlobalValue(key, value);
+    CAutoString pair;
+    pair.Format("<key>%s</key><value>%s</value>", key, value);
+    m_host.PostMsg("InfoCenter", "SetValue", pair);
+}
+
+int CPortalConn::IsPhisycalConnect() {
+    return 1;
+}
+
+int CPortalConn::CheckIP() {
+    return _RequestTicket();
+}
+
+void CPortalConn::ExitPrepare() {}

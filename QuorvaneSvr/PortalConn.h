@@ -1,1 +1,272 @@
 #pragma once
+
+#include "AutoString.h"
+#include "HttpData.h"
+#include "HttpHelper.h"
+#include "PortalParser.h"
+#include "TaskMgr.h"
+#include "WeightCalculator.h"
+#include "comm.h"
+#include "guard.h"
+#include "ptlock.h"
+
+class CInfoCenter;
+
+// A way to get online, with the numbers that its reports use. The front end knows these numbers.
+class INetConn {
+  public:
+    enum ETYPE {
+        ET_UNKNOWN = 0,
+        ET_LAN = 1,
+        ET_MODEM = 2,
+        ET_PPPOE = 3,
+        ET_WLANEHOME = 11,
+        ET_WLANOTHER = 12,
+        ET_WIFI = 21,
+        ET_WIFIVPN = 22,
+        ET_CDMA1X = 31,
+        ET_CDMA3G = 32,
+        ET_BLUETOOTH = 41,
+        ET_PORTAL = 51
+    };
+    enum ESTATE {
+        ES_NONE = 0,
+        ES_CONNECTING = 1,
+        ES_CONNECTED = 2,
+        ES_CONNECTFAIL = 3,
+        ES_DISCONNECTING = 11,
+        ES_DISCONNECTED = 12,
+        ES_DISCONNECTFAIL = 13,
+        ES_PREDISCONNECTED = 14,
+        ES_CANCELING = 21,
+        ES_CANCELED = 22,
+        ES_PRECONNECTED = 31,
+        ES_PRECONNECTFAIL = 32,
+        ES_PRECONNECTING = 33
+    };
+
+    virtual int Connect(const char* param) = 0;
+    virtual int DisConnect(const char* reason) = 0;
+    virtual int IsPhisycalConnect() = 0;
+    virtual int CheckIP() = 0;
+    virtual void ExitPrepare() = 0;
+
+  protected:
+    ~INetConn() = default;
+};
+
+// What the protocol engine needs of the business that owns it. The portal business is the real one; a test
+// brings its own. Calls come from the thread that runs the engine's operation.
+class IPortalHost {
+  public:
+    virtual CInfoCenter* GetInfoCenter() = 0;
+    // Addresses of the active adapter; also notes the address family in the engine's record. 1 on success.
+    virtual int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) = 0;
+    virtual BOOL IsPortalEnv() = 0;
+    // The network answers without a portal and this service did not log in.
+    virtual void ChangeToUnknowEnv() = 0;
+    // Starts a log-out with `reason`; returns at once.
+    virtual void DisConnect(CAutoString reason) = 0;
+    // Writes the DNS servers; the arguments then hold the ones written over. 0, or an errno.
+    virtual int SetDNS(CAutoString& dns1, CAutoString& dns2) = 0;
+    virtual void PostMsg(const char* target, const char* opcode, const char* param) = 0;
+    virtual void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState,
+                                     INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) = 0;
+    virtual void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
+                                       INetConn::ESTATE newState, int errorCode, const char* subType,
+                                       const char* extra) = 0;
+
+  protected:
+    ~IPortalHost() = default;
+};
+
+// The host of every engine that is built without one: the portal business. Defined beside it.
+IPortalHost& DefaultPortalHost();
+
+// The client side of the portal's protocol: finds the portal, fetches its configuration, gets a ticket, logs
+// in, keeps the login alive, checks its state and logs out, and reports every change of state to its host.
+// All operations block until the portal has answered and belong to one thread, the work thread; only
+// GetNetState and PostLastNetStateMessage are also called from the message thread, which may thereby see the
+// state of a moment ago. Sources: PortalConn (construction, settings), PortalConnDiscovery,
+// PortalConnFailover, PortalConnRequest (the engine that every request passes), PortalConnLogin,
+// PortalConnLogout, PortalConnKeepAlive and PortalConnReport.
+class CPortalConn : public INetConn {
+  public:
+    CPortalConn();
+    // `host` is not owned and outlives the object.
+    explicit CPortalConn(IPortalHost& host);
+    virtual ~CPortalConn();
+    CPortalConn(const CPortalConn&) = delete;
+    CPortalConn& operator=(const CPortalConn&) = delete;
+
+    // Fills the record from the settings and prepares the parser. 1, or 0 when the parser does not start.
+    int Init();
+    int InitPortalConf();
+    void InitEnviromment();
+
+    // Chooses the User-Agent by the address family of the active adapter.
+    void SetServerIp();
+    // Whether the last login was left standing: the settings' "connState" as a number.
+    int GetConnCfg();
+    void SetConnCfg(int connected);
+    void ResetNetConfig();
+    // Publishes one value to the front end. A null `value` and the program's own empty literal are skipped;
+    // an empty text from anywhere else is sent.
+    void SendData(const char* key, const char* value);
+
+    // Looks for the portal. 1 a configuration document was found, 0 the probing ended on a page without one,
+    // else the failure code of the HTTP exchange.
+    int CheckNetEnv();
+    // CheckNetEnv, and reads and publishes the configuration. 1 done, 0 no portal, -1 failure; `report` tells
+    // whether an unreadable configuration or a failed probe is reported here.
+    int RequestConfig(int report);
+
+    // Moves `url` to another server of the cluster, chosen by this client's address. 1 moved, 0 no server
+    // left.
+    int GetNewServerIP(CAutoString& url);
+    // Whether the portal may go on after a server error: 1 when the settings' disaster marker is in `marker`.
+    int DisasterRecovery(CAutoString marker);
+
+    // The engine that every portal request passes. `retries` attempts are made while the connection fails.
+    // Results as in PortalResult; `code` holds the failure code or the portal's "Error-Code", `subCode` its
+    // "Sub-Error". Results -2, -8 and -9 have been reported.
+    int RequestPortalServer(QuorvaneSvr::TaskItem item, CHttpData* data, unsigned long& code,
+                            CAutoString& subCode, int retries);
+    int GetErrorCode(CHttpData& data, CAutoString& subCode);
+    CAutoString GetRequestHead(const char* body);
+    CAutoString GetMD5FromPostData(const char* body);
+    int UpdateAlgoid(CHttpData* data);
+    // 1 when something between us and the portal answered in its place.
+    int IsRequestRedirect(CHttpData* data);
+
+    int _RequestTicket();
+    // Gets a ticket and publishes it. Results as in PortalResult.
+    int RequestTicket();
+    // Logs in with "P.user" and "P.password" of the envelope `param`. 1, 2, -1 or -8.
+    int Connect(const char* param) override;
+    // Brings the account name into the form that the portal's configuration asks for.
+    void AccountTran();
+    void SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoString& keepUrl, CAutoString& termUrl,
+                          CAutoString& againstList, const CAutoString& dns);
+    // Applies the DNS servers of the "domain-config" element `xml`. -1 when it names none, else as
+    // IPortalHost::SetDNS.
+    int SetDNS(CAutoString& xml);
+    // Logs out. 1, 2, -1, -8, or 0 when the network is no portal network any more.
+    int DisConnect(const char* reason) override;
+    // Logs out what is recorded as standing.
+    void Destroy();
+
+    // Data of the user's other terminals, from "<response>" on. 1 / 0.
+    int TerminalRequestData(CAutoString& out);
+    // Logs another terminal out by its ticket. The request engine's result.
+    int TerminalTermRequest(CAutoString ticket);
+
+    // 1 accepted, 0 failed but tolerated, 2 repeat, -1 failed, -14 the portal ended the login.
+    int KeepPluse();
+    // 1 logged in, 0 no decision, 2 repeat, -1 failed, -14 the login is gone. `type` is not used.
+    int CheckConnectState(int type);
+    int CheckConnectStateForType(CAutoString type, int state);
+    // Returns when the process has used more than 5 seconds of processor time since the last log-out; an idle
+    // process therefore waits longer by the clock on the wall.
+    void WaitForRestartConnect();
+    void CheckWifiShare();
+
+    int IsPhisycalConnect() override;
+    int CheckIP() override;
+    void ExitPrepare() override;
+
+    // Takes the new state and posts it. While connected or ready to connect, steps of a new attempt are
+    // ignored: they must not pull a standing connection back.
+    void NetStateChange(ESTATE oldState, ESTATE newState, int code, CAutoString subCode);
+    void PostNetStateMessage(ESTATE oldState, ESTATE newState, int code, CAutoString subCode);
+    // The extended report with a type and an extra text; does not change the state.
+    void PostNetStateMessageEx(ESTATE oldState, ESTATE newState, int code, const char* type,
+                               const char* extra);
+    // Posts the last report again for a front end that has just attached.
+    void PostLastNetStateMessage();
+    // Takes `state` and reports a failed exchange; `flag` is not used.
+    void PostError(ESTATE state, unsigned long code, unsigned long subCode, int flag);
+
+    ESTATE GetNetState() const { return m_eState; }
+    // The record; null before Init. Owned by this object.
+    CAuthConfig* GetPortalConf() { return m_pPortalConf; }
+    // Loads the recorded server lists into balances that ran empty.
+    void ReloadServerLists();
+
+  private:
+    // Discovery.
+    int FollowRedirects(CAutoString& page);
+    int Probe(const CAutoString& url, CHttpData& answer);
+    void TakeSchool(const CHttpData& answer);
+    void TakeAccessController(CHttpHelper& address, const CAutoString& url);
+    bool GoOnAfterFailedProbe(int failure, int report);
+    void PublishConfig();
+    void StoreConfig();
+    void StoreServerList();
+
+    // One request and what became of it: the engine's result, its code and sub-code, and the answer.
+    struct Exchange {
+        int result = 0;
+        unsigned long code = 0;
+        CAutoString subCode;
+        CHttpData answer{true};
+    };
+    // Fills and sends one request with the usual head.
+    void Post(QuorvaneSvr::TaskItem item, const CAutoString& url, const CAutoString& body, uint64_t timeOut,
+              Exchange& exchange);
+    int JudgeServerError(const char* url, int status);
+    int JudgeInterception(QuorvaneSvr::TaskItem item, const char* url);
+    int JudgeErrorCode(int error, const CAutoString& subCode);
+    int ReplaceAlgorithm(QuorvaneSvr::TaskItem item, CHttpData* data, int& failures);
+
+    // Login and log-out.
+    bool HasTicketUrl();
+    bool TakeAddresses();
+    int TakeTicket(const CHttpData& answer);
+    int JudgeTicketFailure(const Exchange& exchange);
+    int TakeLogin(const CHttpData& answer);
+    bool ReadLogin(const CHttpData& answer);
+    int JudgeLoginFailure(const Exchange& exchange);
+    void ReportPortalError(ESTATE oldState, ESTATE newState, const Exchange& exchange);
+    void ReportAccountRefused(const Exchange& exchange);
+    int FinishLogout();
+    int JudgeLogoutFailure(const Exchange& exchange);
+
+    // Keep-alive and state check.
+    CAutoString MakePulseBody();
+    int TakePulse(const CHttpData& answer);
+    int JudgePulseFailure(const Exchange& exchange);
+    int TakeState(const CHttpData& answer);
+    int JudgeStateError(unsigned long code);
+
+    static UINT ProcessorSeconds();
+
+    IPortalHost& m_host;
+    CPortalParser m_portalParse;
+    int m_ConnnectType = 0;
+    BOOL m_bSetAuthConf = 0;
+    RWLock m_stateLock;         // held by a state check for its whole run
+    RWLock m_requestTicketTry;  // one ticket request at a time
+    CAutoString m_redirectUrl;
+    CAutoString m_redirectUrlIpv6;
+    CAutoString m_lastRedirectUrl;
+    CAutoString m_configXML;
+    CAutoString m_strDNS1;  // pushed by the portal; once applied, the servers that stood there before
+    CAutoString m_strDNS2;
+    UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
+    UINT m_lastOffline = 0;
+    int m_keepRetry = 0;  // failed pulses still tolerated
+    CAutoString m_DisasterUrl;
+    int m_nServerState = 1;  // 0 after a server error
+    ESTATE m_eState = ES_NONE;
+    ESTATE m_lastState = ES_NONE;
+    ESTATE m_lastOldState = ES_NONE;
+    int m_lastErrorcode = 0;
+    CAutoString m_lastSubErrCode;
+    int m_lastErrType = -1;  // -1 nothing reported yet, 0 a plain report, 1 an extended one
+    CAutoString m_lastSubType;
+    CAutoString m_lastExtern;
+    CAuthConfig* m_pPortalConf = nullptr;
+    HashBalance m_hashBalance4;
+    HashBalance m_hashBalance6;
+};

@@ -1,1 +1,256 @@
+// First stage of every login: is there a portal, where does it lead us, and what does it want?
+#include <cstring>
+#include <iterator>
+
+#include "CurlHttp.h"
+#include "HttpHelper.h"
+#include "InfoCenter.h"
+#include "Log.h"
+#include "PortalCodes.h"
 #include "PortalConn.h"
+
+namespace {
+
+constexpr char kProbeHead[] =
+    "Connection:close\r\nUser-Agent:%s\r\n"
+    "Accept:text/html,text/xml,application/xhtml+xml,application/x-javascript,*/*";
+
+// The portal's own page, as opposed to the pages that lead to it. Only this one has equal servers.
+constexpr char kPortalPage[] = "index.cgi";
+
+// Headers of the school network, the record's field and the settings key of each.
+struct SchoolHeader {
+    const char* header;
+    CAutoString CAuthConfig::*field;
+    const char* key;
+};
+constexpr SchoolHeader kSchoolHeaders[] = {
+    {"schoolid:", &CAuthConfig::schoolId, "schoolId"},
+    {"domain:", &CAuthConfig::domain, "domain"},
+    {"area:", &CAuthConfig::area, "area"},
+};
+constexpr size_t kSchoolHeaderCount = std::size(kSchoolHeaders);
+
+// What a redirect's query tells of this client and its access controller; the settings key is the same name.
+struct AccessParameter {
+    const char* name;
+    CAutoString CAuthConfig::*field;
+};
+constexpr AccessParameter kAccessParameters[] = {
+    {"wlanuserip", &CAuthConfig::wlanuserip},
+    {"wlanusermac", &CAuthConfig::wlanusermac},
+    {"wlanacip", &CAuthConfig::wlancip},
+};
+
+// A portal may send us round in a circle, and the number of hops has no limit, since campuses differ. No real
+// chain has this many hops: from here on each next one waits, so that a circle neither burns a core nor fills
+// the disk with log lines until the portal is mended.
+constexpr int kHopsWithoutRest = 200;
+constexpr unsigned kHopRestMs = 30 * 1000;
+
+constexpr int kServerErrorFirst = 500;
+constexpr int kServerErrorLast = 599;
+constexpr int kNoUrl = -1;  // the exchange's result for an empty address
+
+bool IsServerError(int code) {
+    return code >= kServerErrorFirst && code <= kServerErrorLast;
+}
+
+bool IsPortalPage(const CAutoString& url) {
+    return url.Find(kPortalPage) >= 0;
+}
+
+// The three headers are taken together or not at all.
+bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCount]) {
+    bool complete = true;
+    for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
+        school[i] = answer.GetHeadAttri(kSchoolHeaders[i].header);
+        complete = complete && !school[i].IsEmpty();
+    }
+    return complete;
+}
+
+void LogProbeAnswer(const CHttpData& answer) {
+    CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
+    CLog::GetInst()->WriteLog(INFO, "%s", answer.RespHead());
+}
+
+}  // namespace
+
+int CPortalConn::CheckNetEnv() {
+    CLog::GetInst()->WriteLog(INFO, "CPortalConn::CheckConnState");
+    CAutoString page;
+    const int failure = FollowRedirects(page);
+    if (failure != 0) {
+        return failure;
+    }
+    return m_portalParse.GetConfigWithString(page, m_configXML) != 0 ? 1 : 0;
+}
+
+// Ends with the first page that leads nowhere, in `page`, or with the failure code of an exchange.
+int CPortalConn::FollowRedirects(CAutoString& page) {
+    // One for the whole chain: a hop without a query keeps what an earlier hop brought.
+    CHttpHelper address;
+    CAutoString url = m_pPortalConf->m_afType == kIPv6Family ? m_redirectUrlIpv6 : m_redirectUrl;
+    for (int hop = 0;; ++hop) {
+        if (hop >= kHopsWithoutRest) {
+            Sleep(kHopRestMs);
+        }
+        CHttpData answer(true);
+        const int failure = Probe(url, answer);
+        if (failure != 0) {
+            if (IsPortalPage(url) && GetNewServerIP(url) != 0) {
+                continue;
+            }
+            return failure;
+        }
+        LogProbeAnswer(answer);
+        TakeSchool(answer);
+        m_lastRedirectUrl = url;
+        url = answer.GetRedirectAddress();
+        if (IsPortalPage(url)) {
+            (void)GetNewServerIP(url);  // without another server the page is asked where it is
+        }
+        if (url.IsEmpty()) {
+            page = answer.RespData();
+            return 0;
+        }
+        TakeAccessController(address, url);
+    }
+}
+
+int CPortalConn::Probe(const CAutoString& url, CHttpData& answer) {
+    CAutoString head;
+    head.Format(kProbeHead, m_pPortalConf->strUserAgent.GetBuffer());
+    answer.szUrl = url;
+    answer.szVerb = "GET";
+    answer.szHead = head;
+    answer.dwTimeOut = RequestTimeOut::kStandard;
+    answer.bRedirect = false;
+    CLog::GetInst()->WriteLog(INFO, "requestConfig is :%s", url.GetBuffer());
+    const int failure = CCurlHttp().Perform(&answer);
+    answer.szHead = nullptr;
+    if (failure != 0) {
+        CLog::GetInst()->WriteLog(INFO, "requestConfig http err is :%d", failure);
+    }
+    return failure;
+}
+
+void CPortalConn::TakeSchool(const CHttpData& answer) {
+    CAutoString school[kSchoolHeaderCount];
+    const bool complete = ReadSchool(answer, school);
+    CLog::GetInst()->WriteLog(INFO, "schoolid length is %d", school[0].GetLength());
+    CLog::GetInst()->WriteLog(INFO, "schoolid is %s,domain is %s,area is %s", school[0].GetBuffer(),
+                              school[1].GetBuffer(), school[2].GetBuffer());
+    if (!complete) {
+        return;
+    }
+    for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
+        m_pPortalConf->*kSchoolHeaders[i].field = school[i];
+        m_host.GetInfoCenter()->SetLocalValue(kSchoolHeaders[i].key, school[i]);
+    }
+}
+
+void CPortalConn::TakeAccessController(CHttpHelper& address, const CAutoString& url) {
+    if (address.SetAddress(url) != 1) {
+        return;
+    }
+    CAuthConfig& record = *m_pPortalConf;
+    for (const AccessParameter& parameter : kAccessParameters) {
+        record.*parameter.field = address.GetParam(parameter.name);
+        m_host.GetInfoCenter()->SetLocalValue(parameter.name, record.*parameter.field);
+    }
+    CLog::GetInst()->WriteLog(INFO, "wlanuserip is %s, wlanusermac is %s, wlanacip is %s",
+                              record.wlanuserip.GetBuffer(), record.wlanusermac.GetBuffer(),
+                              record.wlancip.GetBuffer());
+}
+
+int CPortalConn::RequestConfig(int report) {
+    CLog::GetInst()->WriteLog(INFO, "CPortalConn::RequestConfig");
+    const int found = CheckNetEnv();
+    if (found == 0) {
+        return PortalResult::kNegative;
+    }
+    if (found != 1 && !GoOnAfterFailedProbe(found, report)) {
+        return PortalResult::kFailure;
+    }
+    if (m_nServerState == 0 && DisasterRecovery(m_DisasterUrl) == 0) {
+        NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorFinal, "");
+        return PortalResult::kFailure;
+    }
+    if (m_portalParse.ParserConfig(m_configXML, m_pPortalConf) == -1) {
+        if (report != 0) {
+            NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kConfigUnreadable, "");
+        }
+        return PortalResult::kFailure;
+    }
+    PublishConfig();
+    StoreConfig();
+    StoreServerList();
+    m_bSetAuthConf = 1;
+    SetConnCfg(0);
+    return PortalResult::kSuccess;
+}
+
+// Only a server error leaves a way on: the configuration of the last time, if recovery allows it.
+bool CPortalConn::GoOnAfterFailedProbe(int failure, int report) {
+    if (failure == kNoUrl) {
+        NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kNoProbeUrl, "");
+        return false;
+    }
+    if (report != 0) {
+        PostError(ES_PRECONNECTFAIL, StateCode::kProbeFailed, static_cast<unsigned long>(failure), 1);
+    }
+    if (!IsServerError(failure)) {
+        return false;
+    }
+    m_nServerState = 0;
+    return true;
+}
+
+void CPortalConn::PublishConfig() {
+    const CAuthConfig& record = *m_pPortalConf;
+    CInfoCenter& settings = *m_host.GetInfoCenter();
+    char digits[16];
+    SendData("authType", itoa(record.nAuthType, digits, 10));
+    settings.SetGlobalValue("wlanuserip", record.wlanuserip);
+    settings.SetGlobalValue("wlanusermac", record.wlanusermac);
+    SendData("authDefautType", itoa(record.nDefaultAuth, digits, 10));
+    settings.SetGlobalValue("wlanacip", record.wlancip);
+    for (const SchoolHeader& school : kSchoolHeaders) {
+        SendData(school.key, record.*school.field);
+    }
+    for (const auto& [name, element] : record.funCfg) {
+        CAutoString escaped = element;
+        escaped.Replace("<", "&lt;");
+        escaped.Replace(">", "&gt;");
+        SendData("FUN_" + name, escaped);
+    }
+}
+
+void CPortalConn::StoreConfig() {
+    const CAuthConfig& record = *m_pPortalConf;
+    CInfoCenter& settings = *m_host.GetInfoCenter();
+    char digits[16];
+    settings.SetLocalValue("tickUrl", record.strTickUrl);
+    settings.SetLocalValue("stateUrl", record.strStateUrl);
+    settings.SetLocalValue("defaultAuth", itoa(record.nDefaultAuth, digits, 10));
+    SendData("version", record.version);
+    SendData("clientId", settings.GetLocalValue("clientId"));
+}
+
+// The list is stored as it was before this configuration; the new one reaches the settings the next time.
+void CPortalConn::StoreServerList() {
+    CAuthConfig& record = *m_pPortalConf;
+    const bool isIPv6 = record.m_afType == kIPv6Family;
+    CAutoString& known = isIPv6 ? record.m_strServersIPv6 : record.m_strServersIPv4;
+    HashBalance& balance = isIPv6 ? m_hashBalance6 : m_hashBalance4;
+    m_host.GetInfoCenter()->SetLocalValue(isIPv6 ? "serverCluster6" : "serverCluster", known);
+    if (record.m_strServers == known) {
+        return;
+    }
+    known = record.m_strServers;
+    if (balance.Size() == 0) {
+        balance.SetIpList(known.GetText());
+    }
+}

@@ -1,1 +1,296 @@
+// The portal's request documents, heads and answers, and their way through the algorithm module.
 #include "PortalParser.h"
+
+#include <iconv.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "Log.h"
+#include "Markup.h"
+#include "SimpleFile.h"
+#include "ZsmHelper.h"
+
+namespace {
+
+constexpr char kModuleFile[] = "/zxmAlogic.zxm";
+constexpr char kEmptyRequest[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><request></request>";
+constexpr char kResponseRoot[] = "response";
+constexpr char kModuleCharset[] = "UTF-8";
+constexpr char kServiceCharset[] = "GB18030";  // what the answers are read and shown in
+
+// Room for converted text per byte of UTF-8.
+constexpr size_t kConversionGrowth = 3;
+
+// Header of a module data frame: 16-bit length and two tag bytes.
+constexpr size_t kFrameHeaderSize = 2 + 1 + 1;
+
+struct RequestElement {
+    const char* name;
+    const char* text;
+};
+
+// Each element goes in front of the one added before it, so the document lists them in reverse. That order is
+// what travels to the portal and what the checksum covers: do not sort.
+// Held by PortalParser.RequestDocumentsListTheirElementsInReverse.
+void InsertElements(CMarkup& markup, std::initializer_list<RequestElement> elements) {
+    for (const RequestElement& element : elements) {
+        markup.InsertChildElem(element.name, element.text);
+    }
+}
+
+CMarkup NewRequest(std::initializer_list<RequestElement> elements) {
+    CMarkup markup;
+    markup.SetDoc(kEmptyRequest);
+    markup.FindElem();
+    InsertElements(markup, elements);
+    return markup;
+}
+
+// Moves to the first child of that name. Searches begin at the first child, whatever was read before.
+bool FindChild(CMarkup& markup, const char* name) {
+    markup.ResetChildPos();
+    return markup.FindChildElem(name);
+}
+
+void ReadText(CMarkup& markup, const char* name, CAutoString& text) {
+    if (FindChild(markup, name)) {
+        text = markup.GetChildData();
+    }
+}
+
+void ReadNumber(CMarkup& markup, const char* name, int& number) {
+    if (FindChild(markup, name)) {
+        number = atoi(markup.GetChildData());
+    }
+}
+
+void ReadSubDocument(CMarkup& markup, const char* name, CAutoString& subDocument) {
+    if (FindChild(markup, name)) {
+        subDocument = markup.GetChildSubDoc();
+    }
+}
+
+struct ModuleTextDeleter {
+    void operator()(char* text) const { CZsmHelper::GetInst()->FreeResult(text); }
+};
+using ModuleText = std::unique_ptr<char, ModuleTextDeleter>;
+
+struct IconvCloser {
+    void operator()(void* descriptor) const { iconv_close(descriptor); }
+};
+
+void AppendHeader(CAutoString& head, const char* name, const char* value) {
+    if (value != nullptr && *value != '\0') {
+        head = head + name + ":" + value + "\r\n";
+    }
+}
+
+}  // namespace
+
+int CPortalParser::Init() {
+    char modulePath[1024];
+    CSimpleFile::GetModulePath(modulePath, sizeof(modulePath));
+    return CZsmHelper::GetInst()->Init(CAutoString(modulePath) + kModuleFile, nullptr, 0);
+}
+
+void CPortalParser::Release() {
+    CZsmHelper::GetInst()->Release();
+}
+
+CAutoString CPortalParser::GetAlgoId() {
+    return CZsmHelper::GetInst()->GetAlgoId();
+}
+
+int CPortalParser::UpdateAlgoid(CHttpData* data) {
+    return CZsmHelper::GetInst()->Update(data->szRespData, data->dwDataLen);
+}
+
+CAutoString CPortalParser::MakeTickRequestData(const char* hostName, const char* userAgent,
+                                               const char* clientId, const char* ip4, const char* ip6,
+                                               const char* mac, const char* localTime, const char* osTag) {
+    return EncodePostRequestData(NewRequest({{"host-name", hostName},
+                                             {"user-agent", userAgent},
+                                             {"client-id", clientId},
+                                             {"ipv4", ip4},
+                                             {"ipv6", ip6},
+                                             {"mac", mac},
+                                             {"local-time", localTime},
+                                             {"ostag", osTag}})
+                                     .GetDoc());
+}
+
+CAutoString CPortalParser::MakeAuthRequestData(const char* userAgent, const char* clientId,
+                                               const char* userId, const char* password, const char* ticket,
+                                               const char* localTime) {
+    return EncodePostRequestData(NewRequest({{"user-agent", userAgent},
+                                             {"client-id", clientId},
+                                             {"userid", userId},
+                                             {"passwd", password},
+                                             {"ticket", ticket},
+                                             {"local-time", localTime}})
+                                     .GetDoc());
+}
+
+CAutoString CPortalParser::MakeTerminalRequestData(const char* userAgent, const char* clientId,
+                                                   const char* localTime) {
+    return EncodePostRequestData(
+        NewRequest({{"user-agent", userAgent}, {"client-id", clientId}, {"local-time", localTime}}).GetDoc());
+}
+
+CAutoString CPortalParser::MakeKeepRequestData(const char* userAgent, const char* clientId,
+                                               const char* ticket, const char* ip4, const char* ip6,
+                                               const char* mac, const char* localTime,
+                                               const char* subDocument, int shared) {
+    CMarkup markup = NewRequest({{"user-agent", userAgent},
+                                 {"client-id", clientId},
+                                 {"ticket", ticket},
+                                 {"ipv4", ip4},
+                                 {"ipv6", ip6},
+                                 {"mac", mac},
+                                 {"local-time", localTime}});
+    if (subDocument != nullptr) {
+        markup.AddChildSubDoc(subDocument);
+    }
+    if (shared != 0) {
+        InsertElements(markup, {{"shared", std::to_string(shared).c_str()}});
+    }
+    return EncodePostRequestData(markup.GetDoc());
+}
+
+CAutoString CPortalParser::MakeTermRequestData(const char* userAgent, const char* clientId,
+                                               const char* ticket, const char* localTime,
+                                               const char* reason) {
+    return EncodePostRequestData(NewRequest({{"user-agent", userAgent},
+                                             {"client-id", clientId},
+                                             {"ticket", ticket},
+                                             {"local-time", localTime},
+                                             {"reason", reason}})
+                                     .GetDoc());
+}
+
+CAutoString CPortalParser::MakeStateRequestData(const char* userAgent, const char* clientId,
+                                                const char* ticket, const char* localTime) {
+    return EncodePostRequestData(NewRequest({{"user-agent", userAgent},
+                                             {"client-id", clientId},
+                                             {"ticket", ticket},
+                                             {"local-time", localTime}})
+                                     .GetDoc());
+}
+
+CAutoString CPortalParser::MakeRequestHead(const char* userAgent, const char* clientId, const char* checksum,
+                                           const char* schoolId, const char* domain, const char* area) {
+    CAutoString head;
+    head.Format("Connection:close\r\nUser-Agent:%s\r\nAlgo-ID:%s\r\nClient-ID:%s\r\nJVN-Checksum:%s\r\n",
+                userAgent, CZsmHelper::GetInst()->GetAlgoId(), clientId, checksum);
+    AppendHeader(head, "JVN-SchoolId", schoolId);
+    AppendHeader(head, "JVN-Domain", domain);
+    AppendHeader(head, "JVN-Area", area);
+    return head;
+}
+
+bool CPortalParser::OpenResponse(const CAutoString& document, CMarkup& markup) {
+    return markup.SetDoc(document) && markup.FindElem(kResponseRoot);
+}
+
+int CPortalParser::ParserTickResponse(const char* body, CAutoString& ticket, int& expire) {
+    CMarkup markup;
+    if (!OpenResponse(DecodePostResponseData(body), markup)) {
+        return -1;
+    }
+    ReadText(markup, "ticket", ticket);
+    ReadNumber(markup, "expire", expire);
+    return 0;
+}
+
+int CPortalParser::ParserAuthResponse(const char* body, CAutoString& userId, int& keepRetry,
+                                      CAutoString& keepUrl, CAutoString& termUrl, CAutoString& userConfig,
+                                      CAutoString& domainConfig) {
+    const CAutoString document = DecodePostResponseData(body);
+    CLog::GetInst()->WriteLog(INFO, "auth is %s ", document.GetBuffer());
+    CMarkup markup;
+    if (!OpenResponse(document, markup)) {
+        return -1;
+    }
+    ReadText(markup, "userid", userId);
+    ReadNumber(markup, "keep-retry", keepRetry);
+    ReadText(markup, "keep-url", keepUrl);
+    ReadText(markup, "term-url", termUrl);
+    ReadSubDocument(markup, "user-config", userConfig);
+    ReadSubDocument(markup, "domain-config", domainConfig);
+    return 0;
+}
+
+int CPortalParser::ParserKeepResponse(const char* body, int& interval, int& level) {
+    CMarkup markup;
+    if (!OpenResponse(DecodePostResponseData(body), markup)) {
+        return -1;
+    }
+    ReadNumber(markup, "interval", interval);
+    ReadNumber(markup, "level", level);
+    return 0;
+}
+
+CAutoString CPortalParser::EncodePostRequestData(const char* document) {
+    const ModuleText encoded(CZsmHelper::GetInst()->Code(document));
+    return encoded.get();
+}
+
+CAutoString CPortalParser::DecodePostResponseData(const char* body) {
+    const ModuleText decoded(CZsmHelper::GetInst()->DeCode(body));
+    if (decoded == nullptr) {
+        return {};
+    }
+    const size_t length = strlen(decoded.get());
+    const size_t capacity = kConversionGrowth * length;
+    CAutoMemory<char> converted(capacity);
+    size_t room = capacity;
+    if (CodeConvert(kModuleCharset, kServiceCharset, decoded.get(), length, converted.m_p, &room) == -1) {
+        return decoded.get();
+    }
+    return {converted.m_p, capacity - room};
+}
+
+int CPortalParser::CodeConvert(const char* fromCharset, const char* toCharset, char* in, size_t inLength,
+                               char* out, size_t* outLength) {
+    const iconv_t descriptor = iconv_open(toCharset, fromCharset);
+    if (descriptor == reinterpret_cast<iconv_t>(-1)) {
+        return -1;
+    }
+    const std::unique_ptr<void, IconvCloser> closer(descriptor);
+    memset(out, 0, *outLength);
+    return static_cast<int>(iconv(descriptor, &in, &inLength, &out, outLength));
+}
+
+int CPortalParser::PackData(CAutoMemory<char>* payload, unsigned char tag1, unsigned char tag2,
+                            CAutoMemory<char>* frame) {
+    if (frame == nullptr) {
+        return -1;
+    }
+    const auto length = static_cast<uint16_t>(payload != nullptr ? payload->GetMemorySize() : 0);
+    char* bytes = frame->Alloc(kFrameHeaderSize + length);
+    memcpy(bytes, &length, sizeof(length));
+    bytes[sizeof(length)] = static_cast<char>(tag1);
+    bytes[sizeof(length) + 1] = static_cast<char>(tag2);
+    if (length > 0) {
+        memcpy(bytes + kFrameHeaderSize, payload->m_p, length);
+    }
+    return 0;
+}
+
+int CPortalParser::UnpackData(char* frame, unsigned long /*length*/, unsigned char& tag1, unsigned char& tag2,
+                              CAutoMemory<char>* payload) {
+    if (frame == nullptr) {
+        return -1;
+    }
+    uint16_t length = 0;
+    memcpy(&length, frame, sizeof(length));
+    tag1 = static_cast<unsigned char>(frame[sizeof(length)]);
+    tag2 = static_cast<unsigned char>(frame[sizeof(length) + 1]);
+    if (length > 0) {
+        memcpy(payload->Alloc(length), frame + kFrameHeaderSize, length);
+    }
+    return 0;
+}

@@ -1,1 +1,206 @@
+// The portal's configuration: how it is cut out of the portal page and what its elements fill.
+#include <cstdlib>
+#include <cstring>
+
+#include "Deployment.h"
+#include "Log.h"
+#include "Markup.h"
 #include "PortalParser.h"
+
+namespace {
+
+constexpr char kConfigOpening[] = "<!--//" QUORVANE_MARKER_HOST;
+constexpr char kConfigClosing[] = "//" QUORVANE_MARKER_HOST "-->";
+constexpr char kConfigRoot[] = "config";
+
+constexpr uint64_t kDefaultStateInterval = 5;  // seconds
+constexpr int kNoShareTime = 0;                // no sharing check
+constexpr int kDefaultLogoutTime = 300;        // seconds
+
+// Children of <config> that are plain texts, and the field each one fills.
+struct ConfigText {
+    const char* element;
+    CAutoString CAuthConfig::*field;
+};
+constexpr ConfigText kConfigTexts[] = {
+    {"ticket-url", &CAuthConfig::strTickUrl},
+    {"query-url", &CAuthConfig::strQueryUrl},
+    {"auth-url", &CAuthConfig::strAuthUrl},
+    {"state-url", &CAuthConfig::strStateUrl},
+};
+
+// Kinds of login that the portal offers. Any other type counts as the last row.
+struct AuthType {
+    const char* name;
+    int value;
+};
+constexpr AuthType kAuthTypes[] = {{"jvn-http-pap", 1}, {"jvn-mobile-qr", 2}};
+constexpr int kOtherAuthType = 4;
+
+int AuthTypeValue(const CAutoString& name) {
+    for (const AuthType& type : kAuthTypes) {
+        if (name == type.name) {
+            return type.value;
+        }
+    }
+    return kOtherAuthType;
+}
+
+// Walks over the children named `element` of the current element, or over all when null, and hands each to
+// `visit` with the child position on it.
+template <typename Visit>
+void ForEachChild(CMarkup& markup, const char* element, Visit visit) {
+    markup.ResetChildPos();
+    while (markup.FindChildElem(element)) {
+        visit();
+    }
+}
+
+// Runs `visit` with the first child `element` as the current element, when there is one.
+template <typename Visit>
+void InsideChild(CMarkup& markup, const char* element, Visit visit) {
+    markup.ResetChildPos();
+    if (markup.FindChildElem(element)) {
+        markup.IntoElem();
+        visit();
+        markup.OutOfElem();
+    }
+}
+
+void ReadChildText(CMarkup& markup, const char* element, CAutoString& text) {
+    markup.ResetChildPos();
+    if (markup.FindChildElem(element)) {
+        text = markup.GetChildData();
+    }
+}
+
+void ReadStateInterval(CMarkup& markup, CAuthConfig& record) {
+    markup.ResetChildPos();
+    if (markup.FindChildElem("state-interval")) {
+        const long long seconds = atoll(markup.GetChildData());
+        record.stateInterval = seconds > 0 ? static_cast<uint64_t>(seconds) : kDefaultStateInterval;
+    }
+}
+
+void ReadNotices(CMarkup& markup, CAuthConfig& record) {
+    InsideChild(markup, "notify", [&] {
+        record.m_vecRegister.clear();
+        record.m_vecOption.clear();
+        ForEachChild(markup, "register", [&] { record.m_vecRegister.push_back(markup.GetChildData()); });
+        ForEachChild(markup, "option", [&] { record.m_vecOption.push_back(markup.GetChildData()); });
+    });
+}
+
+void ReadAccountRule(CMarkup& markup, CAuthConfig& record) {
+    InsideChild(markup, "account", [&] {
+        InsideChild(markup, "modify", [&] {
+            ReadChildText(markup, "type", record.m_strAcountType);
+            ReadChildText(markup, "value", record.m_strAcountValue);
+        });
+    });
+}
+
+// The values are added up, not or-ed: a type that the portal lists twice counts twice.
+void ReadAuthType(CMarkup& markup, CAuthConfig& record) {
+    CAutoString name;
+    CAutoString isDefault;
+    ReadChildText(markup, "type", name);
+    ReadChildText(markup, "default", isDefault);
+    const int value = AuthTypeValue(name);
+    record.nAuthType += value;
+    if (isDefault == "1" || isDefault.CompareNoCase("yes") == 0) {
+        record.nDefaultAuth = value;
+    }
+}
+
+void ReadAuthTypes(CMarkup& markup, CAuthConfig& record) {
+    record.nAuthType = 0;
+    ForEachChild(markup, "auth", [&] {
+        markup.IntoElem();
+        ReadAuthType(markup, record);
+        markup.OutOfElem();
+    });
+}
+
+void ReadServerList(CMarkup& markup, CAuthConfig& record) {
+    markup.ResetChildPos();
+    if (markup.FindChildElem("server-clusters")) {
+        record.m_strServers = markup.GetChildAttrib("servers");
+    }
+}
+
+void ReadUserConfig(CMarkup& markup, CAuthConfig& record) {
+    markup.ResetChildPos();
+    if (markup.FindChildElem("user-config")) {
+        record.againstList = markup.GetChildSubDoc();
+    }
+}
+
+void ReadFunctionSettings(CMarkup& markup, CAuthConfig& record) {
+    InsideChild(markup, "FunCfg", [&] {
+        ForEachChild(markup, nullptr, [&] {
+            const CAutoString element = markup.GetChildSubDoc();
+            markup.IntoElem();
+            record.funCfg[markup.GetTagName()] = element;
+            markup.OutOfElem();
+        });
+    });
+}
+
+// The number between `opening` and `closing`, or `missing` when there is none.
+int NumberBetween(const CAutoString& text, const char* opening, const char* closing, int missing) {
+    const int found = text.Find(opening);
+    if (found < 0) {
+        return missing;
+    }
+    const int start = found + static_cast<int>(strlen(opening));
+    const int end = text.Find(closing, start);
+    return end > start ? atoi(text.Mid(start, end - start)) : missing;
+}
+
+}  // namespace
+
+// A page whose closing marker is missing was cut off on its way; half a configuration is none.
+int CPortalParser::GetConfigWithString(CAutoString page, CAutoString& config) {
+    const int opening = page.Find(kConfigOpening);
+    if (opening < 0) {
+        return 0;
+    }
+    const int start = opening + static_cast<int>(strlen(kConfigOpening));
+    const int end = page.Find(kConfigClosing, start);
+    if (end < 0) {
+        return 0;
+    }
+    config = page.Mid(start, end - start);
+    return config.GetLength();
+}
+
+int CPortalParser::ParserConfig(const char* document, CAuthConfig*& record) {
+    CLog::GetInst()->WriteLog(INFO, "config is %s ", document);
+    if (record == nullptr) {
+        record = new CAuthConfig;
+    }
+    CMarkup markup;
+    if (!markup.SetDoc(document) || !markup.IsWellFormed() || !markup.FindElem(kConfigRoot)) {
+        return -1;
+    }
+    for (const ConfigText& text : kConfigTexts) {
+        ReadChildText(markup, text.element, record->*text.field);
+    }
+    ReadStateInterval(markup, *record);
+    ReadNotices(markup, *record);
+    ReadAccountRule(markup, *record);
+    ReadAuthTypes(markup, *record);
+    ReadServerList(markup, *record);
+    ReadUserConfig(markup, *record);
+    ReadFunctionSettings(markup, *record);
+    return 0;
+}
+
+int CPortalParser::GetCheckWifiShareTime(CAutoString text) {
+    return NumberBetween(text, "<against-interval>", "</against-interval>", kNoShareTime);
+}
+
+int CPortalParser::GetCheckWifiLogoutTime(CAutoString text) {
+    return NumberBetween(text, "<logout-delay>", "</logout-delay>", kDefaultLogoutTime);
+}

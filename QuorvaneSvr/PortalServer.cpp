@@ -1,1 +1,166 @@
+// The portal business towards its clients: its life, their operations, and the reports that they receive.
 #include "PortalServer.h"
+
+#include <cstdio>
+
+#include "Log.h"
+
+using QuorvaneSvr::Task;
+using QuorvaneSvr::TaskItem;
+using QuorvaneSvr::TaskLevel;
+
+namespace {
+
+constexpr char kBusinessName[] = "Portal";
+constexpr char kSignature[] = "NetModule";
+constexpr char kStateReport[] = "NetStateMessageResp";
+
+constexpr char kStateReportBody[] =
+    "<type>%d</type><oldState>%d</oldState><newState>%d</newState><ErrorCode>%d</ErrorCode>"
+    "<subErrCode>%s</subErrCode><subType></subType><extern></extern>";
+constexpr char kExtendedReportBody[] =
+    "<type>%d</type><oldState>%d</oldState><newState>%d</newState><ErrorCode>%d</ErrorCode>"
+    "<subErrCode></subErrCode><subType>%s</subType><extern>%s</extern>";
+
+// States of a login that is under way, stands or has ended: a front end that attaches in one of them is told
+// the state. In any other the network is checked first.
+constexpr INetConn::ESTATE kLoginStates[] = {
+    INetConn::ES_CONNECTING,    INetConn::ES_CONNECTED,    INetConn::ES_CONNECTFAIL,
+    INetConn::ES_DISCONNECTING, INetConn::ES_DISCONNECTED, INetConn::ES_DISCONNECTFAIL,
+};
+
+bool IsLoginState(INetConn::ESTATE state) {
+    for (const INetConn::ESTATE loginState : kLoginStates) {
+        if (state == loginState) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+CPortalServer* CPortalServer::m_pPortalServer = nullptr;
+
+IPortalHost& DefaultPortalHost() {
+    return *CPortalServer::GetInst();
+}
+
+CPortalServer* CPortalServer::GetInst() {
+    if (m_pPortalServer == nullptr) {
+        m_pPortalServer = new CPortalServer;
+    }
+    return m_pPortalServer;
+}
+
+CPortalServer::CPortalServer() = default;
+
+CPortalServer::~CPortalServer() {
+    DispatchTask(false);  // before the members that its callbacks use
+    delete m_pPortalConn;
+}
+
+void CPortalServer::InitService(IServer* server) {
+    CBusiness::InitService(server);
+    server->RegisterBusiness(kBusinessName, this);
+}
+
+void CPortalServer::InitOpcodeFun() {
+    struct Operation {
+        const char* opcode;
+        void (CPortalServer::*handler)(const char* source, CXMLOpt& document);
+    };
+    static const Operation kOperations[] = {
+        {"ClientStart", &CPortalServer::Start},
+        {"CheckEnv", &CPortalServer::CheckEnv},
+        {"PortalConnect", &CPortalServer::Connect},
+        {"PortalDisConnect", &CPortalServer::DisConnect},
+        {"GetTerminalData", &CPortalServer::TerminalRequest},
+        {"TerminalTermSend", &CPortalServer::TerminalTermRequest},
+    };
+    for (const Operation& operation : kOperations) {
+        m_OpcodeMap[operation.opcode] = static_cast<OpcodeFun>(operation.handler);
+    }
+}
+
+void CPortalServer::Start(const char* /*source*/, CXMLOpt& /*document*/) {
+    if (m_pPortalConn != nullptr) {
+        TellState();
+        return;
+    }
+    m_pPortalConn = new CPortalConn(*this);
+    m_pPortalConn->Init();
+    DispatchTask(true);
+    Work(1);
+    PostMsg(kBusinessName, "ClientStartComplete", "");
+}
+
+// Another front end has attached, or the same one again: bring it up to date.
+void CPortalServer::TellState() {
+    m_pPortalConn->ReloadServerLists();
+    m_pInfoCenter->SynchroGlobalValue();
+    if (!IsLoginState(m_pPortalConn->GetNetState())) {
+        CheckNetStatus(0);
+        return;
+    }
+    PostNetStateMessage(INetConn::ET_PORTAL, INetConn::ES_NONE, INetConn::ES_PRECONNECTED, 0, "");
+    m_pPortalConn->PostLastNetStateMessage();
+}
+
+void CPortalServer::CheckEnv(const char* /*source*/, CXMLOpt& /*document*/) {
+    CheckNetStatus(0);
+}
+
+void CPortalServer::CheckNetStatus(int delay) {
+    ArmTask(QuorvaneSvr::checkNet, false, delay, true);
+}
+
+void CPortalServer::Connect(const char* /*source*/, CXMLOpt& document) {
+    QueueTask(QuorvaneSvr::auth, QuorvaneSvr::high, document.GetDoc(nullptr));
+}
+
+void CPortalServer::DisConnect(const char* /*source*/, CXMLOpt& document) {
+    DisConnect(document.GetValue("P.src"));
+}
+
+void CPortalServer::TerminalRequest(const char* /*source*/, CXMLOpt& document) {
+    StopTask(QuorvaneSvr::terminal);
+    QueueTask(QuorvaneSvr::terminal, QuorvaneSvr::high, document.GetDoc(nullptr));
+}
+
+void CPortalServer::TerminalTermRequest(const char* /*source*/, CXMLOpt& document) {
+    m_otherTicket = document.GetValue("P.ticket");
+    QueueTask(QuorvaneSvr::terminalTerm, QuorvaneSvr::high, document.GetDoc(nullptr));
+}
+
+void CPortalServer::PostMsg(const char* target, const char* opcode, const char* param) {
+    CBusiness::PostMsg(kSignature, target, opcode, param);
+}
+
+void CPortalServer::PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState,
+                                        INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) {
+    CAutoString body;
+    body.Format(kStateReportBody, type, oldState, newState, errorCode, subErrCode.GetBuffer());
+    PostMsg(kBusinessName, kStateReport, body);
+}
+
+void CPortalServer::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
+                                          INetConn::ESTATE newState, int errorCode, const char* subType,
+                                          const char* extra) {
+    CAutoString body;
+    body.Format(kExtendedReportBody, type, oldState, newState, errorCode, subType, extra);
+    PostMsg(kBusinessName, kStateReport, body);
+}
+
+void CPortalServer::ServerStatus(int /*code*/) {
+    CLog::GetInst()->WriteLog(INFO, "CPortalServer::ServerStatus");
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
+    ClearTask();
+    Work(0);
+    m_pPortalConn->ExitPrepare();
+    m_pPortalConn->Destroy();
+    delete m_pPortalConn;
+    m_pPortalConn = nullptr;
+}

@@ -1,1 +1,127 @@
 #pragma once
+
+#include <memory>
+
+#include "AdapterCard.h"
+#include "Business.h"
+#include "CTrafficStatistics.h"
+#include "InfoCenter.h"
+#include "NetHelper.h"
+#include "PortalConn.h"
+#include "SimpleThread.h"
+#include "TableTimer.h"
+#include "TaskMgr.h"
+#include "WiFiSharedValidate.h"
+
+// The business "Portal". Its client operations (message thread, or the console client's thread) only queue
+// tasks, arm timers or start and stop threads; the work thread takes the tasks one by one and drives the
+// protocol engine, and names the next step. The timer thread turns due entries into tasks. Run flags and
+// m_bPortalEnv are plain fields that one thread writes and others read: a reader that sees a value one round
+// late does no harm, and each is named in the suppression list of the thread sanitizer.
+class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost {
+  public:
+    CPortalServer();
+    ~CPortalServer() override;
+    // Created on first use, during start-up, before any second thread exists; never destroyed.
+    static CPortalServer* GetInst();
+
+    // Keeps the server and registers this business with it as "Portal".
+    void InitService(IServer* server) override;
+    void ServerStatus(int code) override;
+    void InitOpcodeFun() override;
+    using CBusiness::PostMsg;
+    // Sends one envelope signed "NetModule". A null `param` sends nothing.
+    void PostMsg(const char* target, const char* opcode, const char* param) override;
+    void SetInfoCenter(CInfoCenter* infoCenter) { m_pInfoCenter = infoCenter; }
+    CInfoCenter* GetInfoCenter() override { return m_pInfoCenter; }
+
+    // Client operations. `source` names the sender, `document` is the whole envelope.
+    void Start(const char* source, CXMLOpt& document);
+    void CheckEnv(const char* source, CXMLOpt& document);
+    void Connect(const char* source, CXMLOpt& document);
+    void DisConnect(const char* source, CXMLOpt& document);
+    void TerminalRequest(const char* source, CXMLOpt& document);
+    void TerminalTermRequest(const char* source, CXMLOpt& document);
+    // Starts a network check in `delay` seconds, in place of one that is waiting.
+    void CheckNetStatus(int delay);
+
+    // State reports to the front ends.
+    void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
+                             int errorCode, CAutoString subErrCode) override;
+    void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
+                               int errorCode, const char* subType, const char* extra) override;
+
+    // Starts (non-zero) or stops the work thread. Stopping waits for it only as CSimpleThread::Stop does.
+    void Work(int start);
+    void StopTask(QuorvaneSvr::TaskItem item);
+    void StopAllTask();
+    BOOL IsPortalEnv() override { return m_bPortalEnv; }
+    CAdapterCard* GetNetHelper() { return m_pNetHelper.get(); }
+    int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
+    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
+    void ChangeToUnknowEnv() override;
+    // Starts or stops the thread that asks an unknown network for a portal every five minutes.
+    void CheckUnknowNetState(bool start);
+    // Log-out through the statistics: the final report first, then the log-out. Schedules nothing when the
+    // portal asked for no statistics.
+    void DisConnect(CAutoString src) override;
+    // Schedules a statistics report. 0, or -1 when the portal asked for none.
+    int NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& next);
+    int NetworkTrafficStatistics(tag_STATISTICS_TYPE type);
+    int CheckWiFiShare(const char* againstList);
+
+  private:
+    using TaskHandler = void (CPortalServer::*)(QuorvaneSvr::Task& task);
+    struct TaskKind;
+    static const TaskKind kTaskKinds[];
+
+    void DoTimeTask(int timeId) override;
+    void DoTimeTask(int timeId, CAutoString& tag) override;
+
+    static void* WorkThread(void* server);
+    static void* CheckUnknowNetStateThread(void* server);
+    void Work();
+    void RunTask(QuorvaneSvr::Task& task);
+    void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
+                   const char* tag = "");
+    void ArmTask(QuorvaneSvr::TaskItem item, bool atOnce, long delaySeconds, bool replace,
+                 const CAutoString& tag = CAutoString());
+
+    // One handler for each kind of task.
+    void checkNet(QuorvaneSvr::Task& task);
+    void checkUnknowNet(QuorvaneSvr::Task& task);
+    void reqConfig(QuorvaneSvr::Task& task);
+    void reqTicket(QuorvaneSvr::Task& task);
+    void reqState(QuorvaneSvr::Task& task);
+    void auth(QuorvaneSvr::Task& task);
+    void term(QuorvaneSvr::Task& task);
+    void pluse(QuorvaneSvr::Task& task);
+    void checkWifi(QuorvaneSvr::Task& task);
+    void termForWifi(QuorvaneSvr::Task& task);
+    void TerminalRequestFun(QuorvaneSvr::Task& task);
+    void TerminalTermRequestFun(QuorvaneSvr::Task& task);
+    void trafficStatistics(QuorvaneSvr::Task& task);
+
+    void TellState();
+    bool HasAdapter();
+    void FollowNetCheck(int result);
+    void StartKeepingLogin();
+    void ReadStatisticsSettings();
+    void ReportPreConnectFail(int code);
+
+    static CPortalServer* m_pPortalServer;
+
+    CInfoCenter* m_pInfoCenter = nullptr;
+    CPortalConn* m_pPortalConn = nullptr;
+    bool m_bCheckUnknowNetState = false;
+    CSimpleThread m_threadUnknowCheck;
+    BOOL m_bPortalEnv = 0;
+    std::unique_ptr<CAdapterCard> m_pNetHelper = std::make_unique<CAdapterCard>();
+    CNetHelper m_NetHelper;
+    CWiFiSharedValidate m_WiFiSharedValidate;
+    CTrafficStatistics m_TrafficStatistics;
+    QuorvaneSvr::CTaskMgr m_taskMgr;
+    bool m_bWorking = true;
+    CSimpleThread m_threadWork;
+    CAutoString m_otherTicket;
+};

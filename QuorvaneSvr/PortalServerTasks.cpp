@@ -1,1 +1,413 @@
+// The work thread of the portal business: one handler for each kind of task, which calls the protocol engine
+// and names the next step.
+#include <cstdio>
+#include <iterator>
+
+#include "Log.h"
+#include "PortalCodes.h"
 #include "PortalServer.h"
+
+using QuorvaneSvr::Task;
+using QuorvaneSvr::TaskItem;
+using QuorvaneSvr::TaskLevel;
+
+namespace {
+
+constexpr int kOneShot = 1;  // type of every timer entry: handlers arm their own repetition
+
+constexpr unsigned kIdleRestMs = 500;               // between two looks at an empty queue
+constexpr long kWorkStopMs = 1000;                  // an invalid wait for CSimpleThread: it fails at once
+constexpr long kUnknownNetStopMs = 2000;            // likewise
+constexpr long kUnknownNetDelaySeconds = 5;         // before an unknown network is probed again
+constexpr long kFirstSharingCheckDelaySeconds = 2;  // after a login
+constexpr unsigned kUnknownNetRestMs = 500;         // of the re-check thread
+constexpr int kUnknownNetRests = 600;               // 300 seconds between two re-checks
+
+}  // namespace
+
+// Every kind of task by its number: what runs it, and the level that it gets when the timer queues it.
+struct CPortalServer::TaskKind {
+    TaskHandler handler;
+    TaskLevel timerLevel;
+};
+
+// clang-format off
+const CPortalServer::TaskKind CPortalServer::kTaskKinds[] = {
+    /* noTask            */ {nullptr, QuorvaneSvr::normal},
+    /* checkNet          */ {&CPortalServer::checkNet, QuorvaneSvr::mostHigh},
+    /* checkUnknowNet    */ {&CPortalServer::checkUnknowNet, QuorvaneSvr::normal},
+    /* reqConfig         */ {&CPortalServer::reqConfig, QuorvaneSvr::normal},
+    /* reqTicket         */ {&CPortalServer::reqTicket, QuorvaneSvr::mostHigh},
+    /* reqState          */ {&CPortalServer::reqState, QuorvaneSvr::normal},
+    /* auth              */ {&CPortalServer::auth, QuorvaneSvr::normal},
+    /* term              */ {&CPortalServer::term, QuorvaneSvr::normal},
+    /* pluse             */ {&CPortalServer::pluse, QuorvaneSvr::high},
+    /* checkWifi         */ {&CPortalServer::checkWifi, QuorvaneSvr::low},
+    /* termForWifi       */ {&CPortalServer::termForWifi, QuorvaneSvr::low},
+    /* terminal          */ {&CPortalServer::TerminalRequestFun, QuorvaneSvr::high},
+    /* terminalTerm      */ {&CPortalServer::TerminalTermRequestFun, QuorvaneSvr::high},
+    /* keepPort          */ {nullptr, QuorvaneSvr::high},
+    /* trafficStatistics */ {&CPortalServer::trafficStatistics, QuorvaneSvr::high},
+};
+// clang-format on
+
+void CPortalServer::Work(int start) {
+    if (start == 0) {
+        StopAllTask();
+        (void)m_threadWork.Stop(kWorkStopMs, true);  // a thread that has not ended takes the process with it
+        return;
+    }
+    if (!m_threadWork.Run(WorkThread, this, &m_bWorking)) {
+        printf("Work thread error, try againt");
+        (void)m_threadWork.Run(WorkThread, this, &m_bWorking);
+    }
+}
+
+void* CPortalServer::WorkThread(void* server) {
+    static_cast<CPortalServer*>(server)->Work();
+    return nullptr;
+}
+
+void CPortalServer::Work() {
+    while (m_bWorking) {
+        Task task;
+        if (!m_taskMgr.GetTask(task)) {
+            Sleep(kIdleRestMs);
+            continue;
+        }
+        RunTask(task);
+    }
+}
+
+// Runs a task and the steps chained to it.
+void CPortalServer::RunTask(Task& task) {
+    static_assert(std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1, "one row for each kind");
+    while (task.curTask != QuorvaneSvr::noTask) {
+        const TaskHandler handler = kTaskKinds[task.curTask].handler;
+        if (handler != nullptr && m_pPortalConn != nullptr) {
+            (this->*handler)(task);
+        }
+        if (task.nextTask == QuorvaneSvr::noTask) {
+            return;
+        }
+        task.curTask = task.nextTask;
+        task.nextTask = QuorvaneSvr::noTask;
+        CLog::GetInst()->WriteLog(INFO, "cur task is %d,next task is %d", task.curTask, task.nextTask);
+    }
+}
+
+void CPortalServer::DoTimeTask(int timeId) {
+    CAutoString noTag;
+    DoTimeTask(timeId, noTag);
+}
+
+void CPortalServer::DoTimeTask(int timeId, CAutoString& tag) {
+    const auto item = static_cast<TaskItem>(timeId);
+    QueueTask(item, kTaskKinds[item].timerLevel, tag);
+}
+
+void CPortalServer::QueueTask(TaskItem item, TaskLevel level, const char* tag) {
+    Task task;
+    task.curTask = item;
+    task.level = level;
+    task.tag = tag;
+    m_taskMgr.AddTask(task);
+}
+
+void CPortalServer::ArmTask(TaskItem item, bool atOnce, long delaySeconds, bool replace,
+                            const CAutoString& tag) {
+    CTableTimer::AddTask(item, kOneShot, atOnce, delaySeconds, replace, tag);
+}
+
+void CPortalServer::StopTask(TaskItem item) {
+    m_taskMgr.RemoveTask(item);
+    CTableTimer::RemoveTask(item);
+}
+
+// The re-probe of an unknown network survives: it is how such a network is left again.
+void CPortalServer::StopAllTask() {
+    CLog::GetInst()->WriteLog(INFO, "stop all task");
+    for (int item = QuorvaneSvr::checkNet; item <= QuorvaneSvr::trafficStatistics; ++item) {
+        if (item != QuorvaneSvr::checkUnknowNet) {
+            StopTask(static_cast<TaskItem>(item));
+        }
+    }
+}
+
+void CPortalServer::checkNet(Task& /*task*/) {
+    CLog::GetInst()->WriteLog(INFO, "check net status start");
+    m_pPortalConn->NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING,
+                                  StateCode::kCheckStarted, "");
+    if (!HasAdapter()) {
+        CLog::GetInst()->WriteLog(INFO, "no valid net card");
+        ReportPreConnectFail(StateCode::kNoAdapter);
+        m_bPortalEnv = 0;
+        m_pPortalConn->ExitPrepare();
+        return;
+    }
+    CAutoString ip4;
+    CAutoString ip6;
+    CAutoString mac;
+    if (GetIpAndMac(ip4, ip6, mac) != 1) {
+        ReportPreConnectFail(StateCode::kAddressesUnavailable);
+        return;
+    }
+    CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    record.ip4 = ip4;
+    record.ip6 = ip6;
+    record.mac = mac;
+    m_pPortalConn->SetServerIp();
+    FollowNetCheck(m_pPortalConn->RequestConfig(0));
+}
+
+bool CPortalServer::HasAdapter() {
+    CAutoString name;
+    return m_pNetHelper->GetActiveCardName(name) == 0 || m_pNetHelper->GetActiveInterfaceNameIPv6(name) == 0;
+}
+
+void CPortalServer::ReportPreConnectFail(int code) {
+    m_pPortalConn->NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTFAIL, code, "");
+}
+
+void CPortalServer::FollowNetCheck(int result) {
+    Task next;
+    if (result == PortalResult::kSuccess) {
+        m_bPortalEnv = 1;
+        m_pPortalConn->ResetNetConfig();
+        CLog::GetInst()->WriteLog(INFO, "[CPortalServer::checkNet]reqTicket...");
+        next.curTask = QuorvaneSvr::reqTicket;
+    } else if (result == PortalResult::kFailure) {
+        m_bPortalEnv = 0;
+        CLog::GetInst()->WriteLog(INFO, "check net status is fail");
+        ReportPreConnectFail(StateCode::kDiscoveryFailed);
+    } else if (m_pPortalConn->GetConnCfg() == 1) {
+        // The network is open because an earlier run of this service left its login standing.
+        CLog::GetInst()->WriteLog(INFO, "net is connected,now disconnect");
+        next.curTask = QuorvaneSvr::term;
+        next.nextTask = QuorvaneSvr::checkNet;
+        next.tag = LogoutReason::kRecordedLogin;
+    } else {
+        ChangeToUnknowEnv();
+    }
+    m_taskMgr.AddTask(next);
+}
+
+int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
+    int& family = m_pPortalConn->GetPortalConf()->m_afType;
+    family = kNoAddressFamily;
+    CAdapterCard card;
+    CAutoString name;
+    if (card.GetActiveCardName(name) < 0 && card.GetActiveInterfaceNameIPv6(name) == -1) {
+        return -1;
+    }
+    if (card.GetIpAndMac(name, ip4, mac) >= 0) {
+        family = kIPv4Family;
+        return 1;
+    }
+    if (card.GetIPAddress(kIPv6Family, name, ip6) == -1) {
+        return -1;
+    }
+    family = kIPv6Family;
+    return 1;
+}
+
+int CPortalServer::SetDNS(CAutoString& dns1, CAutoString& dns2) {
+    return m_NetHelper.SetDNSServers(dns1, dns2);
+}
+
+void CPortalServer::ChangeToUnknowEnv() {
+    CLog::GetInst()->WriteLog(INFO, "net is connected and not connected by myself, is unknow type");
+    StopAllTask();
+    m_bPortalEnv = 0;
+    PostNetStateMessage(INetConn::ET_UNKNOWN, INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "");
+    ArmTask(QuorvaneSvr::checkUnknowNet, false, kUnknownNetDelaySeconds, true);
+}
+
+void CPortalServer::checkUnknowNet(Task& /*task*/) {
+    CLog::GetInst()->WriteLog(INFO, "checkUnknowNet");
+    if (m_bPortalEnv != 0) {
+        CLog::GetInst()->WriteLog(INFO, "checkUnknowNet return portal env");
+        return;
+    }
+    const int result = m_pPortalConn->RequestConfig(0);
+    if (result == PortalResult::kSuccess) {
+        CLog::GetInst()->WriteLog(INFO, "env change to portal");
+        QueueTask(QuorvaneSvr::reqTicket);
+    } else if (result == PortalResult::kNegative) {
+        CLog::GetInst()->WriteLog(INFO, "env still unknow env");
+        QueueTask(QuorvaneSvr::reqState);
+    } else {
+        ArmTask(QuorvaneSvr::checkUnknowNet, false, kUnknownNetDelaySeconds, true);
+    }
+}
+
+// The configuration comes with the network check; this kind of task has nothing left to do.
+void CPortalServer::reqConfig(Task& /*task*/) {}
+
+void CPortalServer::reqTicket(Task& task) {
+    const int result = m_pPortalConn->RequestTicket();
+    if (result == PortalResult::kRepeat) {
+        m_taskMgr.AddTask(task);
+    } else if (result == PortalResult::kServerChanged) {
+        QueueTask(QuorvaneSvr::checkNet);
+    } else if (result == PortalResult::kSuccess) {
+        const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+        ArmTask(QuorvaneSvr::reqTicket, false, record.expire, true);
+        ArmTask(QuorvaneSvr::reqState, true, static_cast<long>(record.stateInterval), false);
+    }
+}
+
+void CPortalServer::reqState(Task& task) {
+    const int result = m_pPortalConn->CheckConnectState(1);
+    switch (result) {
+        case PortalResult::kRepeat: m_taskMgr.AddTask(task); break;
+        case PortalResult::kSuccess: StartKeepingLogin(); break;
+        case PortalResult::kLoginEnded:
+            StopTask(QuorvaneSvr::pluse);
+            StopTask(QuorvaneSvr::checkWifi);
+            StopTask(QuorvaneSvr::termForWifi);
+            StopTask(QuorvaneSvr::trafficStatistics);
+            QueueTask(QuorvaneSvr::reqTicket);
+            break;
+        case PortalResult::kFailure: break;
+        default:
+            ArmTask(QuorvaneSvr::reqState, false,
+                    static_cast<long>(m_pPortalConn->GetPortalConf()->stateInterval), false);
+            break;
+    }
+}
+
+void CPortalServer::auth(Task& task) {
+    const int result = m_pPortalConn->Connect(task.tag);
+    if (result == PortalResult::kRepeat) {
+        m_taskMgr.AddTask(task);
+    } else if (result == PortalResult::kSuccess) {
+        StartKeepingLogin();
+        (void)NetworkTraffic(LOGIN, "");  // a portal without statistics is no failure
+    } else {
+        QueueTask(QuorvaneSvr::reqTicket, QuorvaneSvr::high);  // the client sends its login again
+    }
+}
+
+void CPortalServer::StartKeepingLogin() {
+    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    m_bPortalEnv = 1;
+    StopTask(QuorvaneSvr::reqTicket);
+    StopTask(QuorvaneSvr::reqState);
+    ArmTask(QuorvaneSvr::pluse, true, record.iInterval, true);
+    if (record.checkWifiInterval != 0) {
+        ArmTask(QuorvaneSvr::checkWifi, false, kFirstSharingCheckDelaySeconds, true);
+    }
+}
+
+void CPortalServer::term(Task& task) {
+    const int result = m_pPortalConn->DisConnect(task.tag);
+    if (result == PortalResult::kRepeat) {
+        m_taskMgr.AddTask(task);
+        return;
+    }
+    if (result != PortalResult::kSuccess) {
+        return;
+    }
+    StopTask(QuorvaneSvr::pluse);
+    StopTask(QuorvaneSvr::checkWifi);
+    StopTask(QuorvaneSvr::termForWifi);
+    if (task.tag != LogoutReason::kFinal && task.tag != LogoutReason::kShutdown) {
+        QueueTask(QuorvaneSvr::reqTicket);
+    }
+}
+
+void CPortalServer::pluse(Task& task) {
+    CLog::GetInst()->WriteLog(INFO, "pulse");
+    const int result = m_pPortalConn->KeepPluse();
+    switch (result) {
+        case PortalResult::kRepeat: m_taskMgr.AddTask(task); break;
+        case PortalResult::kNegative:
+        case PortalResult::kSuccess:
+            ArmTask(QuorvaneSvr::pluse, false, m_pPortalConn->GetPortalConf()->iInterval, true);
+            break;
+        case PortalResult::kLoginEnded:
+            StopTask(QuorvaneSvr::pluse);
+            QueueTask(QuorvaneSvr::reqState);
+            break;
+        default:
+            StopTask(QuorvaneSvr::pluse);
+            QueueTask(QuorvaneSvr::term, QuorvaneSvr::normal, LogoutReason::kKeepAliveFailed);
+            break;
+    }
+}
+
+void CPortalServer::checkWifi(Task& /*task*/) {
+    CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    if (record.againstList.IsEmpty()) {
+        return;
+    }
+    record.checkResult = CheckWiFiShare(record.againstList);
+    if (record.checkResult == 0) {
+        ArmTask(QuorvaneSvr::checkWifi, false, static_cast<long>(record.checkWifiInterval), true);
+        return;
+    }
+    StopTask(QuorvaneSvr::checkWifi);
+    ArmTask(QuorvaneSvr::termForWifi, false, static_cast<long>(record.logoutDelay), false);
+    CLog::GetInst()->WriteLog(INFO, "%s", m_WiFiSharedValidate.GetDisplayName());
+}
+
+int CPortalServer::CheckWiFiShare(const char* againstList) {
+    return m_WiFiSharedValidate.IsValidEnvironment(againstList);
+}
+
+void CPortalServer::termForWifi(Task& /*task*/) {
+    DisConnect(LogoutReason::kSharing);
+}
+
+void CPortalServer::TerminalRequestFun(Task& /*task*/) {
+    CAutoString terminals;
+    const int result = m_pPortalConn->TerminalRequestData(terminals);
+    if (result != PortalResult::kSuccess) {
+        CLog::GetInst()->WriteLog(INFO, "TerminalRequestData request error:ret:%d", result);
+        PostMsg("Portal", "SetTerminalData", nullptr);
+        return;
+    }
+    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    CAutoString self;
+    self.Format("<host>%s</host><ticket>%s</ticket>", record.hostName.GetBuffer(),
+                record.strTicket.GetBuffer());
+    terminals += self;
+    PostMsg("Portal", "SetTerminalData", terminals);
+    CLog::GetInst()->WriteLog(INFO, "post TERMINAL_RESP param is %s", terminals.GetBuffer());
+}
+
+void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
+    const int result = m_pPortalConn->TerminalTermRequest(m_otherTicket);
+    if (result == PortalResult::kSuccess) {
+        QueueTask(QuorvaneSvr::terminal, QuorvaneSvr::high);
+        return;
+    }
+    CAutoString code;
+    code.Format("<code>%d</code>", result);
+    PostMsg("Portal", "TerminalTermReturn", code);
+}
+
+void CPortalServer::CheckUnknowNetState(bool start) {
+    m_bCheckUnknowNetState = start;
+    if (start) {
+        (void)m_threadUnknowCheck.Run(CheckUnknowNetStateThread, this, &m_bCheckUnknowNetState);
+    } else {
+        (void)m_threadUnknowCheck.Stop(kUnknownNetStopMs, false);  // it ends at its next look at the flag
+    }
+}
+
+void* CPortalServer::CheckUnknowNetStateThread(void* server) {
+    auto& self = *static_cast<CPortalServer*>(server);
+    for (int rests = 1; self.m_bCheckUnknowNetState && self.m_pPortalConn != nullptr; ++rests) {
+        Sleep(kUnknownNetRestMs);
+        if (rests % kUnknownNetRests != 0) {
+            continue;
+        }
+        CLog::GetInst()->WriteLog(INFO, "checking unknow net status,request config");
+        if (self.m_pPortalConn->RequestConfig(0) == PortalResult::kSuccess) {
+            self.m_bCheckUnknowNetState = false;
+        }
+    }
+    return nullptr;
+}

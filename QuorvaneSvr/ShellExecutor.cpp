@@ -1,1 +1,35 @@
 #include "ShellExecutor.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr size_t kLineSize = 1024;
+
+bool IsEmpty(const char* text) {
+    return text == nullptr || *text == '\0';
+}
+
+}  // namespace
+
+void CShellExecutor::SetSystemControlLogger(SYSTEMCONTROLLOG callback, void* param) {
+    m_SystemControlLog = callback;
+    m_pParam = param;
+}
+
+int CShellExecutor::ExecuteShellScript(const char* command, const char* mode) {
+    if (IsEmpty(command) || IsEmpty(mode)) {
+        return 0;
+    }
+    FILE* pipe = popen(command, mode);
+    if (pipe == nullptr) {
+        return 0;
+    }
+    char line[kLineSize];
+    while (fgets(line, sizeof(line), pipe) != nullptr) {
+        if (m_SystemControlLog != nullptr) {
+            m_SystemControlLog(line, m_pParam);
+        }
+    }
+    return pclose(pipe) == -1 ? 0 : 1;
+}

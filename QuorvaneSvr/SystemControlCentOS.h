@@ -1,1 +1,14 @@
 #pragma once
+
+#include "SystemControl.h"
+
+// System control for CentOS: asks the sysctl command for the IPv4 forwarding switch, and for IPv4 only.
+class CSystemControlCentOS : public CSystemControl {
+  public:
+    explicit CSystemControlCentOS(ISystemControl** instance);
+
+    int NetworkEnableIpForwarding() override;
+
+  private:
+    static void LogParser(const char* line, void* param);
+};

@@ -56,9 +56,11 @@ int main(int argc, char** argv) {
             return EXIT_FAILURE;
         }
     }
-    printf("%zu files, seed %u\n", inputs.size(), seed);
-    fflush(stdout);  // an input that ends the process must not take the seed with it
-    for (const std::string& input : inputs) {
+    printf("seed %u\n", seed);
+    for (size_t index = 0; index < inputs.size(); ++index) {
+        const std::string& input = inputs[index];
+        printf("%s\n", files[index].c_str());
+        fflush(stdout);  // names the culprit when the target ends the process
         for (size_t length = 0; length <= input.size(); ++length) {
             Run(input.substr(0, length));
         }

@@ -1,0 +1,33 @@
+#pragma once
+
+// The words of the messages between the portal business and its front ends, named once.
+
+// Name of the portal business; target of everything that front ends and business send each other.
+constexpr char kPortalBusiness[] = "Portal";
+
+// What a front end asks for.
+namespace ClientOperation {
+constexpr char kStart[] = "ClientStart";
+constexpr char kCheckEnvironment[] = "CheckEnv";
+constexpr char kConnect[] = "PortalConnect";  // carries the password: never logged, never printed
+constexpr char kDisconnect[] = "PortalDisConnect";
+constexpr char kTerminalData[] = "GetTerminalData";
+constexpr char kTerminalTerm[] = "TerminalTermSend";
+}  // namespace ClientOperation
+
+// What it is told.
+namespace ClientReport {
+constexpr char kStartComplete[] = "ClientStartComplete";
+constexpr char kNetState[] = "NetStateMessageResp";
+constexpr char kTerminalData[] = "SetTerminalData";
+constexpr char kTerminalTerm[] = "TerminalTermReturn";
+}  // namespace ClientReport
+
+// Fields of a state report.
+constexpr char kOldStatePath[] = "P.oldState";
+constexpr char kNewStatePath[] = "P.newState";
+constexpr char kErrorCodePath[] = "P.ErrorCode";
+constexpr char kSubErrorCodePath[] = "P.subErrCode";
+
+// Parameters of a login, account and password; they go in as they stand.
+constexpr char kLoginFormat[] = "<user>%s</user><password>%s</password>";

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+
+// The numbers and texts that the portal, the front end and the service agree on, named once.
+
+// Codes of the state reports. A front end shows them to the user and a help desk looks them up, so none is
+// ever reused for something else. docs/codes.md tells what each means to the user.
+namespace StateCode {
+// Progress and success.
+constexpr int kTicketObtained = 0;
+constexpr int kLoggingIn = 0;
+constexpr int kSuccess = 1;
+constexpr int kCheckStarted = 30000101;
+constexpr int kAddressesKnown = 30000102;
+constexpr int kTicketRequested = 30000103;
+constexpr int kAlgorithmUpdateStarted = 30000104;
+constexpr int kAlgorithmUpdated = 30000105;
+constexpr int kRecordedLogoutStarted = 30000106;
+// Refused by the portal: the base plus its "Error-Code".
+constexpr int kPortalErrorBase = 140000;
+// Failures of an exchange with the portal.
+constexpr int kLoginUnreadable = 150001;
+constexpr int kConfigUnreadable = 150002;
+constexpr int kTicketUnreadable = 150003;
+constexpr int kAlgorithmUpdateFailed = 150003;
+constexpr int kServerErrorRecovering = 150009;
+constexpr int kRequestRedirected = 150010;
+constexpr int kProbeFailed = 150101;
+constexpr int kLoginExchangeFailed = 150102;
+constexpr int kTicketExchangeFailed = 150103;
+constexpr int kTicketBodyEmpty = 150106;
+constexpr int kAddressesUnavailable = 150107;
+constexpr int kKeepAliveFailed = 150108;
+constexpr int kDnsNotApplied = 150110;
+constexpr int kLoggedInElsewhere = 150200;
+constexpr int kAccountNotTelephone = 150201;
+// Failures before the portal was reached, or a login that is gone.
+constexpr int kNoTicketUrl = 20010003;
+constexpr int kLoginGone = 20010004;
+constexpr int kNoAdapter = 20010204;
+constexpr int kNoProbeUrl = 20010205;
+constexpr int kServerErrorFinal = 20010206;
+constexpr int kDiscoveryFailed = 20010207;
+}  // namespace StateCode
+
+// Values of the portal's "Error-Code" header that the service reacts to.
+namespace PortalError {
+constexpr int kMissing = -1;  // the answer has no such header
+constexpr int kNone = 0;
+constexpr int kVersionLimit = 3;
+constexpr int kAlreadyLoggedOut = 13;
+constexpr int kLoginEnded = 14;
+constexpr int kAccountRefused = 105;
+constexpr int kNewAlgorithm = 200;
+constexpr int kStateUndecided = 300;
+constexpr int kStateUndecidedToo = 301;
+}  // namespace PortalError
+
+// Why a login ends. The number goes to the portal in the log-out request; a front end sends its own in
+// "P.src".
+namespace LogoutReason {
+inline constexpr char kFinal[] = "2";  // after this and kShutdown no ticket for a next login is requested
+inline constexpr char kKeepAliveFailed[] = "3";
+inline constexpr char kIntercepted[] = "4";
+inline constexpr char kRecordedLogin[] = "5";
+inline constexpr char kSharing[] = "6";
+inline constexpr char kShutdown[] = "7";
+inline constexpr char kOtherTerminal[] = "8";
+}  // namespace LogoutReason
+
+// Results of the protocol engine's operations, as the work loop tells them apart.
+namespace PortalResult {
+constexpr int kSuccess = 1;
+constexpr int kNegative = 0;
+constexpr int kRepeat = 2;           // the algorithm module was replaced: do the same step again
+constexpr int kFailure = -1;         // of the exchange itself
+constexpr int kRefused = -2;         // reported already: version limit or no new algorithm module
+constexpr int kPortalError = -3;     // the portal's "Error-Code" tells why
+constexpr int kNoAddress = -3;       // of a ticket request: the adapter has no address
+constexpr int kNoBody = -5;          // of a ticket request: nothing to send
+constexpr int kUnreadable = -7;      // of a ticket request: the answer does not parse
+constexpr int kIntercepted = -8;     // something else than the portal answered
+constexpr int kServerError = -9;     // the portal answered with a status 5xx
+constexpr int kLoginEnded = -14;     // the portal does not know the login any more
+constexpr int kServerChanged = -99;  // another server of the cluster was chosen: start over
+}  // namespace PortalResult
+
+// Time limits of the requests. libcurl takes them as seconds, which makes them about three and four hours: a
+// request ends with the connection, not with its time limit. The portal's slowest answers were never cut off
+// by the client; shortening the limits would change that.
+namespace RequestTimeOut {
+constexpr uint64_t kStandard = 10000;
+constexpr uint64_t kLogin = 15000;
+constexpr uint64_t kTerminal = 15000;
+}  // namespace RequestTimeOut
+
+// Form of the local time in the requests, and of the times in the statistics reports.
+inline constexpr char kPortalTimeFormat[] = "%Y-%m-%d %H:%M:%S";
+
+// Attempts at one request as long as the connection fails.
+constexpr int kRequestAttempts = 2;
+
+// Pause after a report of a step before the login or its failure: front ends show one step after the other.
+constexpr unsigned kReportRestMs = 500;

@@ -1,0 +1,34 @@
+// What the engine does when a portal server fails: another server of the cluster, or recovery.
+#include "HttpHelper.h"
+#include "Log.h"
+#include "PortalConn.h"
+
+int CPortalConn::GetNewServerIP(CAutoString& url) {
+    CAutoString oldAddress;
+    if (CHttpHelper::ParseIP(url, oldAddress) == 0 || oldAddress.IsEmpty()) {
+        return 0;
+    }
+    // The key is this client's own address: each client has its own first choice, which spreads the load.
+    const bool useIPv6 = m_pPortalConf->m_afType == kIPv6Family && !m_pPortalConf->ip6.IsEmpty();
+    HashBalance& balance = useIPv6 ? m_hashBalance6 : m_hashBalance4;
+    const CAutoString& key = useIPv6 ? m_pPortalConf->ip6 : m_pPortalConf->ip4;
+    const std::string server = balance.getServer(key.GetText());
+    if (server.empty()) {
+        return 0;
+    }
+    url.Replace(oldAddress, server.c_str());
+    // A server that was chosen once is not chosen again: repeated failures walk through the whole list.
+    balance.deleteIp(server);
+    CLog::GetInst()->WriteLog(INFO, "GetNewServerIP old url %s, new url %s", oldAddress.GetBuffer(),
+                              url.GetBuffer());
+    return 1;
+}
+
+int CPortalConn::DisasterRecovery(CAutoString marker) {
+    marker.MakeLower();
+    if (marker.Find(m_DisasterUrl) < 0) {
+        return 0;
+    }
+    m_nServerState = 1;
+    return 1;
+}

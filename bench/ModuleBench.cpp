@@ -1,0 +1,162 @@
+// One whole Code call with a module of 100 KB, next to its bare steps. The two run by turns, so that a change
+// of the machine's speed meets both alike; "overhead" is the ratio of the two medians.
+#include <LzmaDec.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ModuleContainer.h"
+#include "SampleTransform.h"
+#include "TemporaryFolder.h"
+#include "ZsmHelper.h"
+
+namespace {
+
+constexpr size_t kModuleSize = 100 * 1024;
+constexpr int kRounds = 400;
+constexpr char kContainer[] = "zxmAlogic.zxm";
+constexpr char kBareContainer[] = "bare.bin";
+constexpr char kBareModule[] = "bare.so";
+constexpr char kText[] = "<request><userid>20240001@campus</userid></request>";
+
+[[noreturn]] void Stop(const char* what) {
+    fprintf(stderr, "ModuleBench: %s\n", what);
+    exit(1);
+}
+
+// The sample module with data behind it that cannot be compressed, as the tables of a real one.
+std::string LargeModule() {
+    std::ifstream file(SAMPLE_MODULE, std::ios::binary);
+    std::string module(std::istreambuf_iterator<char>(file), {});
+    std::mt19937 random(1);
+    while (module.size() < kModuleSize) {
+        module += static_cast<char>(random());
+    }
+    return module;
+}
+
+// Where the parts of the container lie, for the bare steps.
+struct Layout {
+    size_t propertiesAt;
+    size_t streamAt;
+    size_t moduleSize;
+};
+
+Layout WriteContainers(const TemporaryFolder& folder) {
+    const sample::Version& version = sample::FirstVersion();
+    const ModuleContainer content = {version.keyId, "", version.algorithmId, LargeModule()};
+    std::string bytes;
+    std::string error;
+    if (!PackContainer(content, StreamEnd::kBySize, bytes, error)) {
+        Stop(error.c_str());
+    }
+    folder.Write(kContainer, bytes);
+    const size_t propertiesAt = content.keyId.size() + 1 + 1 + content.algorithmId.size();
+    const size_t streamAt = propertiesAt + LZMA_PROPS_SIZE + 4;
+    for (size_t index = bytes.size() - 1; index > streamAt; --index) {
+        bytes[index - 1] = static_cast<char>(bytes[index - 1] ^ bytes[index]);
+    }
+    folder.Write(kBareContainer, bytes);
+    return {propertiesAt, streamAt, content.module.size()};
+}
+
+void CallService() {
+    char* const encoded = CZsmHelper::GetInst()->Code(kText);
+    if (sample::FirstVersion().decode(encoded) != kText) {
+        Stop("the module did not encode");
+    }
+    CZsmHelper::GetInst()->FreeResult(encoded);
+}
+
+std::vector<unsigned char> ReadBare() {
+    const int file = open(kBareContainer, O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    if (file < 0 || fstat(file, &status) != 0) {
+        Stop("the container cannot be opened");
+    }
+    std::vector<unsigned char> bytes(static_cast<size_t>(status.st_size));
+    if (read(file, bytes.data(), bytes.size()) != status.st_size) {
+        Stop("the container cannot be read");
+    }
+    close(file);
+    return bytes;
+}
+
+void WriteBare(const std::vector<unsigned char>& module) {
+    const int file = open(kBareModule, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRWXU);
+    if (file < 0 || write(file, module.data(), module.size()) != static_cast<ssize_t>(module.size())) {
+        Stop("the module cannot be written");
+    }
+    close(file);
+}
+
+void CallBare() {
+    void* const handle = dlopen("./bare.so", RTLD_NOW);
+    if (handle == nullptr) {
+        Stop("the module cannot be loaded");
+    }
+    char* const encoded = reinterpret_cast<char* (*)(const char*)>(dlsym(handle, "Code"))(kText);
+    if (sample::FirstVersion().decode(encoded) != kText) {
+        Stop("the module did not encode");
+    }
+    reinterpret_cast<void (*)(char*)>(dlsym(handle, "FreeResult"))(encoded);
+    dlclose(handle);
+}
+
+void RunBare(const Layout& layout) {
+    static ISzAlloc allocator = {[](void*, size_t size) { return malloc(size); },
+                                 [](void*, void* address) { free(address); }};
+    const std::vector<unsigned char> bytes = ReadBare();
+    std::vector<unsigned char> module(layout.moduleSize);
+    SizeT produced = module.size();
+    SizeT consumed = bytes.size() - layout.streamAt;
+    ELzmaStatus status = LZMA_STATUS_NOT_SPECIFIED;
+    if (LzmaDecode(module.data(), &produced, bytes.data() + layout.streamAt, &consumed,
+                   bytes.data() + layout.propertiesAt, LZMA_PROPS_SIZE, LZMA_FINISH_ANY, &status,
+                   &allocator) != SZ_OK) {
+        Stop("the module cannot be unpacked");
+    }
+    WriteBare(module);
+    CallBare();
+    unlink(kBareModule);
+}
+
+template <typename Action>
+double Microseconds(Action action) {
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+}
+
+double Median(std::vector<double> times) {
+    std::nth_element(times.begin(), times.begin() + kRounds / 2, times.end());
+    return times[kRounds / 2];
+}
+
+}  // namespace
+
+int main() {
+    const TemporaryFolder folder;
+    const Layout layout = WriteContainers(folder);
+    CZsmHelper::GetInst()->Init(kContainer, nullptr, 0);
+    std::vector<double> service;
+    std::vector<double> bare;
+    for (int round = 0; round < kRounds; ++round) {
+        service.push_back(Microseconds(CallService));
+        bare.push_back(Microseconds([&layout] { RunBare(layout); }));
+    }
+    printf("Code call: %8.1f us\nbare steps: %7.1f us\noverhead:  %8.3f\n", Median(service), Median(bare),
+           Median(service) / Median(bare));
+}

@@ -1,0 +1,70 @@
+#include "TaskMgr.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+using testing::ElementsAre;
+using namespace QuorvaneSvr;
+
+namespace {
+
+class TaskMgr : public testing::Test {
+  protected:
+    // The tag tells tasks of the same item apart.
+    void Add(TaskItem item, TaskLevel level = normal, const char* tag = "") {
+        Task task = {item, noTask, level, tag};
+        m_tasks.AddTask(task);
+    }
+
+    std::vector<std::string> TakeAll() {
+        std::vector<std::string> taken;
+        Task task;
+        while (m_tasks.GetTask(task)) {
+            taken.push_back(std::to_string(task.curTask) + task.tag.GetText());
+        }
+        return taken;
+    }
+
+    CTaskMgr m_tasks;
+};
+
+}  // namespace
+
+TEST_F(TaskMgr, TakesTheHighestLevelAndWithinItTheFirstToArrive) {
+    Add(reqState, normal, "a");
+    Add(auth, high, "a");
+    Add(checkWifi, low);
+    Add(pluse, high);
+    Add(auth, high, "b");
+    Add(keepPort, mostHigh);
+    Add(noTask);
+    EXPECT_THAT(TakeAll(), ElementsAre("13", "6a", "8", "6b", "5a", "0", "9"));
+}
+
+TEST_F(TaskMgr, AnEmptyQueueLeavesTheTaskAlone) {
+    Task task = {auth, term, high, "kept"};
+    m_tasks.RemoveTask(auth);
+    EXPECT_FALSE(m_tasks.GetTask(task));
+    EXPECT_EQ("kept", task.tag);
+    EXPECT_EQ(term, task.nextTask);
+}
+
+TEST_F(TaskMgr, RemovesEveryTaskOfAnItemAndKeepsTheOrderOfTheRest) {
+    Add(pluse);
+    Add(reqState, normal, "a");
+    Add(pluse);
+    Add(pluse);
+    Add(reqState, normal, "b");
+    Add(pluse);
+    Task chained = {term, pluse, normal, ""};
+    m_tasks.AddTask(chained);
+    m_tasks.RemoveTask(pluse);
+    EXPECT_THAT(TakeAll(), ElementsAre("5a", "5b", "7"));
+
+    Add(auth);
+    m_tasks.RemoveAllTask();
+    EXPECT_THAT(TakeAll(), ElementsAre());
+}

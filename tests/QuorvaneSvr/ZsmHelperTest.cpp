@@ -1,0 +1,367 @@
+#include "ZsmHelper.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "Log.h"
+#include "ModuleContainer.h"
+#include "SampleTransform.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+constexpr char kContainer[] = "zxmAlogic.zxm";
+constexpr char kTemporary[] = "protect.so";
+constexpr char kFallback[] = "tarce log algo auto compstr null value";
+constexpr char kNoAlgorithm[] = "00000000-0000-0000-0000-000000000000";
+
+// Offsets in a container with neither a key nor more than one byte of algorithm id.
+constexpr size_t kKeyLengthAt = 3;
+constexpr size_t kIdLengthAt = kKeyLengthAt + 1;
+constexpr size_t kPropertiesAt = kIdLengthAt + 1 + 1;
+constexpr size_t kSizeAt = kPropertiesAt + 5;
+constexpr size_t kStreamAt = kSizeAt + 4;
+
+std::string SharedObject(const std::string& name) {
+    std::ifstream file(MODULE_DIR + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Pack(const ModuleContainer& content, StreamEnd streamEnd = StreamEnd::kBySize) {
+    std::string bytes;
+    std::string error;
+    EXPECT_TRUE(PackContainer(content, streamEnd, bytes, error)) << error;
+    return bytes;
+}
+
+std::string SampleContainer(const sample::Version& version, const std::string& name) {
+    return Pack({version.keyId, "", version.algorithmId, SharedObject(name)});
+}
+
+std::string FirstContainer() {
+    return SampleContainer(sample::FirstVersion(), "sample-module-1.so");
+}
+
+std::string SecondContainer() {
+    return SampleContainer(sample::SecondVersion(), "sample-module-2.so");
+}
+
+std::string OddContainer() {
+    return Pack({"ODD", "", "o", SharedObject("odd-module.so")});
+}
+
+// A container without its last `count` bytes, as if the packer had lost them: chained anew.
+std::string CutStream(std::string bytes, size_t streamAt, size_t count) {
+    for (size_t index = bytes.size() - 1; index > streamAt; --index) {
+        bytes[index - 1] = static_cast<char>(bytes[index - 1] ^ bytes[index]);
+    }
+    bytes.resize(bytes.size() - count);
+    for (size_t index = streamAt; index + 1 < bytes.size(); ++index) {
+        bytes[index] = static_cast<char>(bytes[index] ^ bytes[index + 1]);
+    }
+    return bytes;
+}
+
+std::string WithByte(std::string bytes, size_t offset, int value) {
+    bytes.at(offset) = static_cast<char>(value);
+    return bytes;
+}
+
+std::string WithSize(std::string bytes, size_t offset, uint32_t size) {
+    for (size_t index = 0; index < 4; ++index) {
+        bytes.at(offset + index) = static_cast<char>(size >> (8 * index));
+    }
+    return bytes;
+}
+
+// While it lives, writing a file beyond so many bytes fails, as on a full disk.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) : m_handler(signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &m_previous);
+        const rlimit limit = {bytes, m_previous.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &m_previous);
+        signal(SIGXFSZ, m_handler);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+  private:
+    void (*m_handler)(int);
+    rlimit m_previous = {};
+};
+
+class ZsmHelperTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(CLog::GetInst()->Create("", "log", ""), 0);
+        Module().Init(kContainer, nullptr, 0);
+    }
+
+    void TearDown() override { EXPECT_FALSE(m_folder.Has(kTemporary)); }
+
+    static CZsmHelper& Module() { return *CZsmHelper::GetInst(); }
+    // A new file each time: rewriting one waits for the disk on some file systems.
+    void PortalSends(const std::string& container) {
+        unlink(kContainer);
+        m_folder.Write(kContainer, container);
+    }
+
+    static std::string Code(const char* text) { return TakeText(Module().Code(text)); }
+    static std::string DeCode(const char* text) { return TakeText(Module().DeCode(text)); }
+
+    static bool Loads() {
+        __ZsoFile* module = CZsmHelper::loadZsoModule(kContainer);
+        const bool loaded = module != nullptr;
+        CZsmHelper::FreeZsoFile(module);
+        return loaded;
+    }
+
+    static void ExpectFallbacks() {
+        EXPECT_EQ(Code("text"), kFallback);
+        EXPECT_EQ(Module().DeCode("text"), nullptr);
+        EXPECT_STREQ(Module().GetAlgoId(), kNoAlgorithm);
+    }
+
+    TemporaryFolder m_folder;
+
+  private:
+    static std::string TakeText(char* result) {
+        const std::string text = result != nullptr ? result : "(null)";
+        Module().FreeResult(result);
+        return text;
+    }
+};
+
+TEST_F(ZsmHelperTest, EncodesAndDecodesThroughTheModule) {
+    PortalSends(FirstContainer());
+    EXPECT_STREQ(Module().GetAlgoId(), sample::FirstVersion().algorithmId);
+    const std::string texts[] = {"", "a", "<request><userid>\xc4\xe3</userid></request>",
+                                 std::string(100000, 'x')};
+    for (const std::string& text : texts) {
+        SCOPED_TRACE(text.substr(0, 50));
+        const std::string encoded = sample::FirstVersion().encode(text);
+        EXPECT_EQ(Code(text.c_str()), encoded);
+        EXPECT_EQ(DeCode(encoded.c_str()), text);
+    }
+    EXPECT_EQ(Code(nullptr), "");
+    EXPECT_EQ(DeCode(nullptr), "");
+}
+
+// The temporary file has the same path every time, and often the same inode: the dynamic linker must still
+// see the new module.
+TEST_F(ZsmHelperTest, UpdatedContainerIsUsedByTheNextOperation) {
+    std::string containers[] = {FirstContainer(), SecondContainer()};
+    const sample::Version* versions[] = {&sample::FirstVersion(), &sample::SecondVersion()};
+    for (size_t round = 0; round < 6; ++round) {
+        SCOPED_TRACE(round);
+        std::string& container = containers[round % 2];
+        const sample::Version& version = *versions[round % 2];
+        ASSERT_EQ(Module().Update(&container[0], container.size()), 1);
+        EXPECT_STREQ(Module().GetAlgoId(), version.algorithmId);
+        EXPECT_EQ(Code("text"), version.encode("text"));
+        EXPECT_EQ(DeCode(version.encode("text").c_str()), "text");
+    }
+}
+
+TEST_F(ZsmHelperTest, WithoutAModuleTheFallbacksAnswer) {
+    PortalSends(FirstContainer());
+    ASSERT_STRNE(Module().GetAlgoId(), kNoAlgorithm);
+    const std::string longPath(3000, 'p');
+    const char* paths[] = {"missing.zxm", ".", "", nullptr, longPath.c_str()};
+    for (const char* path : paths) {
+        SCOPED_TRACE(path != nullptr ? path : "(null)");
+        EXPECT_EQ(Module().Init(path, nullptr, 0), 1);
+        EXPECT_EQ(Module().IsUpdated(), 1);
+        ExpectFallbacks();
+    }
+}
+
+TEST_F(ZsmHelperTest, LoadsEveryFormOfContainer) {
+    const ModuleContainer plain = {"ODD", "", "o", SharedObject("odd-module.so")};
+    ModuleContainer longTexts = plain;
+    longTexts.key = std::string(255, 'k');
+    longTexts.algorithmId = std::string(255, 'i');
+    const struct {
+        const char* what;
+        std::string container;
+        std::string algorithmId;
+    } rows[] = {
+        {"stream that ends by its size", Pack(plain), "o"},
+        {"stream that ends with a mark", Pack(plain, StreamEnd::kByMark), "o"},
+        {"longest texts", Pack(longTexts), std::string(99, 'i')},
+        {"no algorithm id", WithByte(Pack(plain), kIdLengthAt, 0).erase(kIdLengthAt + 1, 1), ""},
+        {"dictionary of 4 GiB", WithSize(Pack(plain), kPropertiesAt + 1, UINT32_MAX), "o"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        PortalSends(row.container);
+        EXPECT_EQ(Module().GetAlgoId(), row.algorithmId);
+        EXPECT_EQ(Code("text"), "odd");
+        EXPECT_EQ(DeCode("key id"), "ODD");
+    }
+}
+
+TEST_F(ZsmHelperTest, RefusesDamagedContainers) {
+    const std::string good = OddContainer();
+    const std::string marked = Pack({"ODD", "", "o", SharedObject("odd-module.so")}, StreamEnd::kByMark);
+    const auto size = static_cast<uint32_t>(SharedObject("odd-module.so").size());
+    const struct {
+        const char* what;
+        std::string container;
+    } rows[] = {
+        {"empty", ""},
+        {"key length that is not true", WithByte(good, kKeyLengthAt, 7)},
+        {"key that reaches beyond the end", WithByte(good, kKeyLengthAt, 255).substr(0, 100)},
+        {"algorithm id length that is not true", WithByte(good, kIdLengthAt, 9)},
+        {"algorithm id that reaches beyond the end", WithByte(good, kIdLengthAt, 255).substr(0, 100)},
+        {"properties out of range", WithByte(good, kPropertiesAt, 0xff)},
+        {"other properties", WithByte(good, kPropertiesAt, 0)},
+        {"size 0", WithSize(good, kSizeAt, 0)},
+        {"size too small", WithSize(good, kSizeAt, size - 1000)},
+        {"size too large", WithSize(good, kSizeAt, size + 1000)},
+        {"size of 4 GiB", WithSize(good, kSizeAt, UINT32_MAX)},
+        {"no stream", good.substr(0, kStreamAt)},
+        {"damaged first byte of the stream", WithByte(good, kStreamAt, good[kStreamAt] ^ 1)},
+        {"damaged middle", WithByte(good, good.size() / 2, good[good.size() / 2] ^ 1)},
+        {"damaged last byte", WithByte(good, good.size() - 1, good.back() ^ 1)},
+        {"byte behind the stream", good + '\0'},
+        {"module that is no shared object", Pack({"ODD", "", "o", "just a text"})},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        PortalSends(row.container);
+        ExpectFallbacks();
+        EXPECT_FALSE(m_folder.Has(kTemporary));
+    }
+}
+
+// The module need not be a shared object to be unpacked.
+TEST_F(ZsmHelperTest, RefusesEveryTruncationAndEveryOtherSize) {
+    const std::string module = "a module that repeats itself, repeats itself and ends";
+    for (const StreamEnd streamEnd : {StreamEnd::kBySize, StreamEnd::kByMark}) {
+        const std::string good = Pack({"K01", "", "o", module}, streamEnd);
+        for (size_t length = 0; length < good.size(); ++length) {
+            PortalSends(good.substr(0, length));
+            ASSERT_FALSE(Loads()) << "container cut to " << length;
+        }
+        for (size_t cut = 0; cut <= good.size() - kStreamAt; ++cut) {
+            PortalSends(CutStream(good, kStreamAt, cut));
+            ASSERT_EQ(Loads(), cut == 0) << "stream cut by " << cut;
+        }
+        for (uint32_t size = 0; size < 2 * module.size(); ++size) {
+            PortalSends(WithSize(good, kSizeAt, size));
+            ASSERT_EQ(Loads(), size == module.size()) << "size " << size;
+        }
+    }
+}
+
+TEST_F(ZsmHelperTest, ContainerBeyondTheLimitIsNotRead) {
+    PortalSends(OddContainer());
+    ASSERT_EQ(truncate(kContainer, off_t{CZsmHelper::kMaxSize} + 1), 0);
+    ExpectFallbacks();
+}
+
+TEST_F(ZsmHelperTest, TemporaryFileIsPrivateAndReplacesWhatIsThere) {
+    PortalSends(OddContainer());
+    m_folder.Write(kTemporary, "left over");
+    EXPECT_EQ(Code("mode"), "700");
+
+    m_folder.Write("victim", "untouched");
+    ASSERT_EQ(symlink("victim", kTemporary), 0);
+    const mode_t previous = umask(0777);
+    EXPECT_EQ(Code("mode"), "700");
+    umask(previous);
+    EXPECT_EQ(m_folder.Read("victim"), "untouched");
+
+    ASSERT_EQ(mkdir(kTemporary, 0700), 0);
+    ExpectFallbacks();
+    EXPECT_EQ(rmdir(kTemporary), 0);
+}
+
+TEST_F(ZsmHelperTest, FailedWriteLeavesNoFile) {
+    PortalSends(OddContainer());
+    std::string encoded;
+    {
+        const FileSizeLimit limit(100);
+        encoded = Code("text");
+    }
+    EXPECT_EQ(encoded, kFallback);
+    EXPECT_FALSE(m_folder.Has(kTemporary));
+    EXPECT_EQ(Code("text"), "odd");
+}
+
+TEST_F(ZsmHelperTest, ReportsModulesWithoutEntryPoints) {
+    PortalSends(Pack({"ODD", "", "o", SharedObject("bare-module.so")}));
+    EXPECT_STREQ(Module().GetAlgoId(), "o");
+    EXPECT_EQ(Code("text"), kFallback);
+    EXPECT_EQ(DeCode("text"), "(null)");
+    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" zsm code not find\n"));
+    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" zsm Prepare not find\n"));
+}
+
+TEST_F(ZsmHelperTest, CodeWithoutATextIsReported) {
+    PortalSends(OddContainer());
+    EXPECT_EQ(Code("null"), kFallback);
+    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" zsm code err\n"));
+}
+
+TEST_F(ZsmHelperTest, SurvivesAMisbehavingPrepare) {
+    PortalSends(OddContainer());
+    const struct {
+        const char* what;
+        const char* decoded;
+        const char* report;
+    } rows[] = {
+        {"refused", "(null)", " zsm Prepare err 5\n"},
+        {"refused later", "(null)", " zsm Prepare err 6\n"},
+        {"grows", "(null)", " zsm Prepare err -1\n"},
+        {"grows and repeats", "(null)", " zsm Prepare err -1\n"},
+        {"huge", "(null)", " zsm Prepare err -1\n"},
+        {"shrinks", "text", ""},
+        {"no callback", "", ""},
+        {"no record", "", ""},
+        {"null text", "", ""},
+        {"unterminated", "xxx", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        ASSERT_EQ(truncate("log", 0), 0);
+        EXPECT_EQ(DeCode(row.what), row.decoded);
+        EXPECT_THAT(m_folder.Read("log"), HasSubstr(row.report));
+        EXPECT_EQ(m_folder.Read("log").empty(), *row.report == '\0');
+    }
+}
+
+TEST_F(ZsmHelperTest, UpdateStoresExactlyWhatCame) {
+    EXPECT_EQ(Module().Update(nullptr, 5), 0);
+    EXPECT_FALSE(m_folder.Has(kContainer));
+
+    std::string body("\0\r\n%s no container", 18);
+    EXPECT_EQ(Module().Update(&body[0], body.size()), 1);
+    EXPECT_EQ(m_folder.Read(kContainer), body);
+    EXPECT_EQ(Module().Update(&body[0], 0), 1);
+    EXPECT_EQ(m_folder.Read(kContainer), "");
+
+    Module().Init("missing/%s.zxm", nullptr, 0);
+    EXPECT_EQ(Module().Update(&body[0], body.size()), -1);
+    Module().Init("/dev/full", nullptr, 0);
+    EXPECT_EQ(Module().Update(&body[0], body.size()), -1);
+    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" Create File missing/%s.zxm fail\n"));
+    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" Write File /dev/full fail\n"));
+}
+
+}  // namespace

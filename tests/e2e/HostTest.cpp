@@ -1,0 +1,174 @@
+// What the service reads from the machine and does to it: traffic, sharing, resolvers.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "ServiceFixture.h"
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr char kResolverFile[] = "/etc/resolv.conf";
+constexpr char kForwarding[] = "/proc/sys/net/ipv4/ip_forward";
+
+std::string ContentOf(const char* path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Sends datagrams of about `kilobytes` in all to the address, from the network namespace of the caller.
+void SendTraffic(const char* address, int kilobytes) {
+    sockaddr_in target{};
+    target.sin_family = AF_INET;
+    target.sin_port = htons(9);
+    inet_pton(AF_INET, address, &target.sin_addr);
+    const int sender = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const std::string kilobyte(1024, 'x');
+    for (int i = 0; i < kilobytes; ++i) {
+        (void)sendto(sender, kilobyte.data(), kilobyte.size(), 0, reinterpret_cast<sockaddr*>(&target),
+                     sizeof target);  // what is counted, not what arrives, matters
+    }
+    close(sender);
+}
+
+// The same from the neighbour at the other end of the link.
+void ReceiveTraffic(int kilobytes) {
+    std::thread([kilobytes] {
+        const int peer = open(getenv("QUORVANE_SANDBOX_PEER"), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(setns(peer, CLONE_NEWNET), 0);
+        close(peer);
+        SendTraffic(kSandboxAddress, kilobytes);
+    }).join();
+}
+
+// A program of that name that runs as long as the object lives.
+class RunningProgram {
+  public:
+    explicit RunningProgram(const std::string& name) {
+        fs::copy_file("/bin/sleep", name);
+        std::string path = "./" + name;
+        std::string argument = "600";
+        char* argv[] = {path.data(), argument.data(), nullptr};
+        EXPECT_EQ(posix_spawn(&m_pid, path.c_str(), nullptr, nullptr, argv, environ), 0);
+    }
+    ~RunningProgram() {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+  private:
+    pid_t m_pid = -1;
+};
+
+class Host : public ServiceTest {
+  protected:
+    void SetUp() override { SKIP_OUTSIDE_SANDBOX(); }
+
+    void PortalChecksForSharing() {
+        PortalIs([](Scenario& scenario) {
+            scenario.statisticsInterval = 600;
+            scenario.sharingSeconds = 1;
+            scenario.sharingLogoutSeconds = 1;
+            scenario.pulseSeconds = 1;
+        });
+    }
+    void ExpectLogoutForSharing() {
+        EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kSharing);
+        ExpectReport(kLoggedOut);
+    }
+};
+
+}  // namespace
+
+TEST_F(Host, TrafficSinceTheLoginIsReported) {
+    constexpr int kSent = 300;
+    constexpr int kReceived = 500;
+    PortalIs([](Scenario& scenario) { scenario.statisticsInterval = 1; });
+    LogIn();
+    const Request first = ExpectRequest(Endpoint::Statistics, 1);  // the baseline was taken before it
+    SendTraffic(kSandboxPeerAddress, kSent);
+    ReceiveTraffic(kReceived);
+    // The upload after the next one was built after the traffic.
+    const Request periodic =
+        ExpectRequest(Endpoint::Statistics, portal.Requests(Endpoint::Statistics).size() + 2);
+    AskForLogout("1");
+    ExpectReport(kLoggedOut);
+    const Request last = portal.Requests(Endpoint::Statistics).back();
+
+    EXPECT_EQ(periodic.Element("account"), defaults.account);
+    EXPECT_EQ(periodic.Element("schoolid"), defaults.schoolId);
+    EXPECT_EQ(periodic.Element("ipv4"), kSandboxAddress);
+    EXPECT_EQ(periodic.Element("brasip"), defaults.wlanAcIp);
+    EXPECT_EQ(periodic.Element("stattype"), "2");
+    EXPECT_EQ(periodic.Element("start"), first.Element("start"));
+    EXPECT_EQ(last.Element("stattype"), "0");
+    auto kilobytes = [](const Request& request, const char* way) { return std::stod(request.Element(way)); };
+    EXPECT_LT(kilobytes(first, "up"), kSent);
+    EXPECT_GT(kilobytes(periodic, "up"), kSent);
+    EXPECT_GT(kilobytes(periodic, "down"), kReceived);
+    EXPECT_GE(kilobytes(last, "down"), kilobytes(periodic, "down"));
+}
+
+TEST_F(Host, ListedProgramEndsTheLoginAfterTheDelay) {
+    const std::string name = "spot" + std::to_string(getpid());
+    RunningProgram program(name);
+    PortalChecksForSharing();
+    PortalIs([&](Scenario& scenario) { scenario.forbiddenProcesses = {{name, "a hot spot"}}; });
+    LogIn();
+    ExpectLogoutForSharing();
+    EXPECT_EQ(portal.Requests(Endpoint::Pulse).back().Element("shared"), "1");
+}
+
+TEST_F(Host, ForwardingEndsTheLoginAfterTheDelay) {
+    std::ofstream(kForwarding) << "1\n";
+    if (ContentOf(kForwarding) != "1\n") {
+        GTEST_SKIP() << "IP forwarding cannot be switched on here";
+    }
+    PortalChecksForSharing();
+    PortalIs([](Scenario& scenario) { scenario.forbidForwarding = true; });
+    LogIn();
+    ExpectLogoutForSharing();
+}
+
+TEST_F(Host, MachineThatSharesNothingStaysLoggedIn) {
+    PortalChecksForSharing();
+    PortalIs([](Scenario& scenario) {
+        scenario.forbidForwarding = true;
+        scenario.forbiddenProcesses = {{"no-such-spot", "a hot spot"}};
+    });
+    LogIn();
+    ExpectRequest(Endpoint::Pulse, 6);  // several checks later
+    EXPECT_TRUE(portal.Requests(Endpoint::Term).empty());
+    EXPECT_FALSE(portal.Requests(Endpoint::Pulse).back().Has("shared"));
+}
+
+TEST_F(Host, PushedResolversLastAsLongAsTheLogin) {
+    const std::string before = "nameserver 198.51.100.11\nnameserver 198.51.100.12\noptions timeout:2\n";
+    const std::string during = "nameserver 198.51.100.21\nnameserver 198.51.100.22\noptions timeout:2\n";
+    std::ofstream(kResolverFile) << before;
+    PortalIs([](Scenario& scenario) {
+        scenario.statisticsInterval = 600;
+        scenario.dns1 = "198.51.100.21";
+        scenario.dns2 = "198.51.100.22";
+    });
+    LogIn();
+    EXPECT_EQ(ContentOf(kResolverFile), during);
+    AskForLogout("1");
+    ExpectReport(kLoggedOut);
+    EXPECT_EQ(ContentOf(kResolverFile), before);
+}

@@ -1,0 +1,168 @@
+#include "ServiceFixture.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kContainer[] = "zxmAlogic.zxm";
+
+std::string ContentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool HasDefaultRoute() {
+    return ContentOf("/proc/net/route").find("\t00000000\t") != std::string::npos;
+}
+
+}  // namespace
+
+// Google Test finds this by its name.
+void PrintTo(const Report& report, std::ostream* out) {
+    *out << report;
+}
+
+Report Step(int code) {
+    return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING, code};
+}
+
+Report GettingReadyFailed(int code) {
+    return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTFAIL, code};
+}
+
+Report LoginFailed(int code, const std::string& subCode) {
+    return {INetConn::ES_CONNECTING, INetConn::ES_CONNECTFAIL, code, subCode};
+}
+
+ServiceTest::ServiceTest() {
+    signal(SIGPIPE, SIG_IGN);  // a service that ended is found out by the failing write
+    EXPECT_TRUE(portal.Start());
+    WriteSettings("");
+    PutModule(kContainer, "sample-1.zxm");
+}
+
+ServiceTest::~ServiceTest() {
+    frontEnd.reset();
+    service.reset();
+}
+
+void ServiceTest::SetUp() {
+    if (!InSandbox() && !HasDefaultRoute()) {
+        GTEST_SKIP() << "needs a default route, or network namespaces to make one";
+    }
+}
+
+void ServiceTest::TearDown() {
+    EXPECT_THAT(portal.Complaints(), testing::IsEmpty());
+    if (HasFailure()) {
+        std::ostringstream story;
+        for (const Message& message : frontEnd ? frontEnd->Messages() : std::vector<Message>()) {
+            story << message.operation << "  " << message.parameters << "\n";
+        }
+        GTEST_LOG_(INFO) << "messages to the front end:\n"
+                         << story.str() << "output of the service:\n"
+                         << (service ? service->Output() : "") << "log of the service:\n"
+                         << Log();
+    }
+}
+
+std::string ServiceTest::Log() const {
+    std::string log;
+    std::error_code noLog;
+    for (const auto& entry : fs::directory_iterator("Log", noLog)) {
+        log += ContentOf(entry.path());
+    }
+    return log;
+}
+
+void ServiceTest::WriteSettings(const std::string& elements) {
+    WriteSettings(portal.ProbeUrl(), elements);
+}
+
+void ServiceTest::WriteSettings(const std::string& probeUrl, const std::string& elements) {
+    folder.Write("conf/conf.xml", "<settings><version>1.0.0</version><redirect>" + probeUrl + "</redirect>" +
+                                      elements + "</settings>");
+}
+
+void ServiceTest::PutModule(const std::string& name, const std::string& module) {
+    fs::copy_file(fs::path(QUORVANE_MODULES) / module, fs::path(folder.Path()) / name);
+}
+
+void ServiceTest::PortalAnswers(Endpoint endpoint, Answer answer, int times) {
+    for (; times > 0; --times) {
+        portal.AnswerNext(endpoint, answer);
+    }
+}
+
+void ServiceTest::PortalAnswers(Endpoint endpoint, Answer::Kind kind, int times) {
+    Answer answer;
+    answer.kind = kind;
+    PortalAnswers(endpoint, answer, times);
+}
+
+void ServiceTest::StartService() {
+    service = std::make_unique<ServiceProcess>();
+    AttachFrontEnd();
+}
+
+void ServiceTest::StartServiceWithAccount(const std::string& account, const std::string& password) {
+    service = std::make_unique<ServiceProcess>(std::vector<std::string>{account, password});
+}
+
+void ServiceTest::StartSession() {
+    FrontEndAsks(ClientOperation::kStart);
+    ExpectMessage(ClientReport::kStartComplete);
+    FrontEndAsks(ClientOperation::kCheckEnvironment);
+}
+
+void ServiceTest::GetReady() {
+    StartService();
+    StartSession();
+    ExpectReport(kReady);
+}
+
+void ServiceTest::AskForLogin(const std::string& account, const std::string& password) {
+    FrontEndAsks(ClientOperation::kConnect,
+                 "<user>" + account + "</user><password>" + password + "</password>");
+}
+
+void ServiceTest::LogIn() {
+    GetReady();
+    AskForLogin(defaults.account, defaults.password);
+    ExpectReport(kConnected);
+}
+
+void ServiceTest::AskForLogout(const std::string& reason) {
+    FrontEndAsks(ClientOperation::kDisconnect, "<src>" + reason + "</src>");
+}
+
+void ServiceTest::ExpectReport(const Report& report) {
+    EXPECT_TRUE(frontEnd->WaitFor([&](const Message& message) { return ReportIn(message) == report; }, kSoon))
+        << "no report " << report;
+}
+
+Message ServiceTest::ExpectMessage(const std::string& operation) {
+    auto message = frontEnd->WaitFor([&](const Message& m) { return m.operation == operation; }, kSoon);
+    EXPECT_TRUE(message) << "no message " << operation;
+    return message.value_or(Message());
+}
+
+Request ServiceTest::ExpectRequest(Endpoint endpoint, size_t count) {
+    auto request = portal.WaitForRequest(endpoint, count, kSoon);
+    EXPECT_TRUE(request) << "no " << portal_sim::RowOf(endpoint).name << " request number " << count;
+    return request.value_or(Request());
+}
+
+void ServiceTest::ExpectOutput(const std::string& text) {
+    EXPECT_TRUE(WaitUntil([&] { return service->Output().find(text) != std::string::npos; }, kSoon))
+        << "never printed: " << text;
+}
+
+void ServiceTest::ExpectExit(int status) {
+    EXPECT_EQ(service->WaitForExit(kSoon), status);
+}

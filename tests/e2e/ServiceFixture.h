@@ -1,0 +1,87 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "ClientOperations.h"
+#include "PortalCodes.h"
+#include "PortalConn.h"
+#include "PortalSim.h"
+#include "Sandbox.h"
+#include "ServiceProcess.h"
+#include "TemporaryFolder.h"
+#include "TestFrontEnd.h"
+#include "WaitUntil.h"
+
+using portal_sim::Answer;
+using portal_sim::Endpoint;
+using portal_sim::Request;
+using portal_sim::Scenario;
+
+// The reports that most stories pass.
+const Report kReady = {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
+const Report kConnected = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, StateCode::kSuccess};
+const Report kLoggedOut = {INetConn::ES_DISCONNECTING, INetConn::ES_DISCONNECTED, StateCode::kSuccess};
+// A step on the way to a login, and the ways to fail.
+Report Step(int code);
+Report GettingReadyFailed(int code);
+Report LoginFailed(int code, const std::string& subCode = "");
+
+// Waited for whatever takes the service no longer than its own pauses.
+constexpr auto kSoon = std::chrono::seconds(20);
+
+// The real service in a folder of its own, with the simulator as its portal and a front end on its FIFOs. A
+// story that draws a complaint of the simulator fails; what the service wrote is shown after a failure.
+class ServiceTest : public testing::Test {
+  protected:
+    ServiceTest();
+    ~ServiceTest() override;
+    void SetUp() override;
+    void TearDown() override;
+
+    // Before the start: further elements of the settings file, and another probe address.
+    void WriteSettings(const std::string& elements);
+    void WriteSettings(const std::string& probeUrl, const std::string& elements);
+    void PutModule(const std::string& name, const std::string& module);
+
+    void PortalIs(const std::function<void(Scenario&)>& change) { portal.Change(change); }
+    void PortalAnswers(Endpoint endpoint, Answer answer, int times = 1);
+    void PortalAnswers(Endpoint endpoint, Answer::Kind kind, int times = 1);
+
+    // Starts the service and attaches a front end.
+    void StartService();
+    void StartServiceWithAccount(const std::string& account, const std::string& password);
+    void AttachFrontEnd() { frontEnd = std::make_unique<TestFrontEnd>(); }
+    void DetachFrontEnd() { frontEnd.reset(); }
+
+    void FrontEndAsks(const char* operation, const std::string& parameters = "") {
+        frontEnd->Send(operation, parameters);
+    }
+    // From the start of the front end to the ticket.
+    void StartSession();
+    void GetReady();
+    void AskForLogin(const std::string& account, const std::string& password);
+    void LogIn();
+    void AskForLogout(const std::string& reason);
+
+    // Each waits for the next one that fits, in order of arrival, and passes over what comes before.
+    void ExpectReport(const Report& report);
+    Message ExpectMessage(const std::string& operation);
+    // The `count`-th request to the endpoint; an empty one after a failure.
+    Request ExpectRequest(Endpoint endpoint, size_t count = 1);
+    void ExpectOutput(const std::string& text);
+    void ExpectExit(int status);
+
+    TemporaryFolder folder;
+    portal_sim::PortalSim portal;
+    const Scenario defaults;  // what the portal is unless a story changes it
+    std::unique_ptr<ServiceProcess> service;
+    std::unique_ptr<TestFrontEnd> frontEnd;
+
+  private:
+    std::string Log() const;
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The real service as a child process in the working directory. Whatever still runs at the end is killed.
+class ServiceProcess {
+  public:
+    explicit ServiceProcess(const std::vector<std::string>& arguments = {});
+    ~ServiceProcess();
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    pid_t Pid() const { return m_pid; }
+    // The exit status once the process has ended by itself; nothing when it runs on after the deadline, or
+    // when a signal ended it.
+    std::optional<int> WaitForExit(std::chrono::milliseconds deadline = std::chrono::seconds(10));
+    bool Runs();
+    // What it has written to standard output and standard error so far.
+    std::string Output() const;
+
+  private:
+    bool Reap();
+
+    std::string m_outputFile;
+    pid_t m_pid = -1;
+    bool m_ended = false;
+    int m_waitStatus = 0;
+};

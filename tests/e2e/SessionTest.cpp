@@ -1,0 +1,133 @@
+// A standing login, and the ways in which it ends.
+#include "ServiceFixture.h"
+
+namespace {
+
+class Session : public ServiceTest {
+  protected:
+    // A log-out passes through the statistics, so the portal has to ask for them.
+    void PortalAsksForStatistics() {
+        PortalIs([](Scenario& scenario) { scenario.statisticsInterval = 600; });
+    }
+    void PulsesCome(unsigned seconds, unsigned retries) {
+        PortalIs([&](Scenario& scenario) {
+            scenario.pulseSeconds = seconds;
+            scenario.pulseRetries = retries;
+        });
+    }
+};
+
+const Report kPulsesFailed = LoginFailed(StateCode::kKeepAliveFailed);
+
+}  // namespace
+
+TEST_F(Session, FailedPulsesWithinTheLimitAreTolerated) {
+    PulsesCome(1, 1);
+    PortalAnswers(Endpoint::Pulse, Answer::Kind::Drop, kRequestAttempts * 2);
+    LogIn();
+    ExpectRequest(Endpoint::Pulse, kRequestAttempts * 2 + 2);
+    EXPECT_NE(portal.LoggedInTicket(), "");
+    for (const Message& message : frontEnd->Messages()) {
+        EXPECT_FALSE(ReportIn(message) == kPulsesFailed);
+    }
+}
+
+TEST_F(Session, FailedPulsesBeyondTheLimitEndTheLogin) {
+    PulsesCome(1, 0);
+    PortalAnswers(Endpoint::Pulse, Answer::Kind::Drop, kRequestAttempts * 2);
+    LogIn();
+    ExpectReport(kPulsesFailed);
+    EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kKeepAliveFailed);
+    ExpectReport(kLoggedOut);
+    ExpectReport(kReady);  // for the next login
+}
+
+TEST_F(Session, LoginThatThePortalEndedIsReportedAndANewTicketFetched) {
+    PortalAnswers(Endpoint::Pulse, Answer::Error(PortalError::kLoginEnded));
+    GetReady();
+    PortalAnswers(Endpoint::State, Answer::Error(PortalError::kStateUndecided));
+    AskForLogin(defaults.account, defaults.password);
+    ExpectReport({INetConn::ES_CONNECTED, INetConn::ES_DISCONNECTED, PortalError::kLoginEnded});
+}
+
+TEST_F(Session, LoginThatStandsAfterAllIsTakenUpAgain) {
+    PulsesCome(1, 2);
+    PortalAnswers(Endpoint::Pulse, Answer::Error(PortalError::kLoginEnded));
+    LogIn();
+    ExpectReport({INetConn::ES_CONNECTED, INetConn::ES_DISCONNECTED, PortalError::kLoginEnded});
+    ExpectReport(kConnected);  // the state request found it
+    ExpectRequest(Endpoint::Pulse, 3);
+}
+
+TEST_F(Session, StateRequestThatIsRefusedFetchesANewTicket) {
+    PortalAnswers(Endpoint::State, Answer::Error(PortalError::kLoginEnded));
+    GetReady();
+    ExpectReport(kReady);
+    EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 2u);
+    EXPECT_NE(ExpectRequest(Endpoint::State, 2).Element("ticket"),
+              ExpectRequest(Endpoint::State, 1).Element("ticket"));
+}
+
+TEST_F(Session, StateIsAskedForUntilTheLogin) {
+    PortalIs([](Scenario& scenario) { scenario.stateInterval = 1; });
+    GetReady();
+    ExpectRequest(Endpoint::State, 3);
+}
+
+TEST_F(Session, TicketIsRenewedBeforeTheLogin) {
+    PortalIs([](Scenario& scenario) { scenario.ticketSeconds = 1; });
+    GetReady();
+    ExpectRequest(Endpoint::Ticket, 2);
+}
+
+TEST_F(Session, InterceptedPulseLogsOut) {
+    const Answer::Kind kInterceptions[] = {Answer::Kind::Redirect, Answer::Kind::Page};
+    PortalAsksForStatistics();
+    PulsesCome(1, 2);
+    GetReady();
+    for (size_t round = 0; round < std::size(kInterceptions); ++round) {
+        SCOPED_TRACE(round);
+        PortalAnswers(Endpoint::Pulse, kInterceptions[round]);
+        AskForLogin(defaults.account, defaults.password);
+        ExpectReport(kConnected);
+        ExpectReport(kPulsesFailed);
+        EXPECT_EQ(ExpectRequest(Endpoint::Term, round + 1).Element("reason"), LogoutReason::kIntercepted);
+        ExpectReport(kLoggedOut);
+        ExpectReport(kReady);
+    }
+}
+
+TEST_F(Session, InterceptedTicketRequestMeansAnUnknownNetwork) {
+    PortalAnswers(Endpoint::Ticket, Answer::Kind::Redirect);
+    StartService();
+    StartSession();
+    ExpectReport({INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "", INetConn::ET_UNKNOWN});
+}
+
+TEST_F(Session, LogoutSendsTheLastStatisticsFirst) {
+    PortalAsksForStatistics();
+    LogIn();
+    AskForLogout("1");
+    ExpectReport(kLoggedOut);
+    EXPECT_EQ(ExpectRequest(Endpoint::Statistics).Element("stattype"), "0");
+    ExpectReport(kReady);
+}
+
+TEST_F(Session, FinalLogoutFetchesNoNewTicket) {
+    PortalAsksForStatistics();
+    LogIn();
+    AskForLogout(LogoutReason::kFinal);
+    ExpectReport(kLoggedOut);
+    FrontEndAsks(ClientOperation::kTerminalData);
+    ExpectMessage(ClientReport::kTerminalData);
+    EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 1u);
+}
+
+TEST_F(Session, LogoutWithoutStatisticsDoesNothing) {
+    PulsesCome(1, 2);
+    LogIn();
+    AskForLogout("1");
+    ExpectRequest(Endpoint::Pulse, portal.Requests(Endpoint::Pulse).size() + 3);
+    EXPECT_TRUE(portal.Requests(Endpoint::Term).empty());
+    EXPECT_NE(portal.LoggedInTicket(), "");
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A server on a free port of 127.0.0.1 that sends exactly the bytes it is told, so that a test can answer as
+// no well-behaved server would. Takes one request per connection, one connection after the other, and then
+// closes it. Stops in its destructor; a test may read Requests() at any time.
+class LocalHttpServer {
+  public:
+    struct Request {
+        std::string head;  // up to and with the empty line
+        std::string body;
+    };
+    // Answers a request by sending on `socket`, which the server closes afterwards.
+    using Handler = std::function<void(int socket, const Request& request)>;
+
+    explicit LocalHttpServer(Handler handler);
+    // Sends the answers one by one; the last one repeats.
+    explicit LocalHttpServer(std::vector<std::string> answers);
+    ~LocalHttpServer();
+    LocalHttpServer(const LocalHttpServer&) = delete;
+    LocalHttpServer& operator=(const LocalHttpServer&) = delete;
+
+    // "http://127.0.0.1:port" and `path`.
+    std::string Url(const std::string& path) const;
+    std::vector<Request> Requests() const;
+
+    // False when the peer no longer takes the bytes.
+    static bool Send(int socket, const std::string& bytes);
+    // Blocks until the peer closes its end.
+    static void WaitForClose(int socket);
+
+  private:
+    void Serve();
+    void ServeConnection(int socket);
+
+    Handler m_handler;
+    int m_listener = -1;
+    int m_stop = -1;  // an eventfd; readable once the server has to stop
+    uint16_t m_port = 0;
+    mutable std::mutex m_lock;
+    std::vector<Request> m_requests;  // guarded by m_lock
+    std::thread m_thread;
+};
+
+// A complete answer with the status line's rest ("200 OK"), further header lines and a body.
+std::string HttpAnswer(const std::string& status, const std::string& headerLines, const std::string& body);

@@ -1,0 +1,88 @@
+#include "PortalFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using portal_sim::Scenario;
+
+int FakePortalHost::GetIpAndMac(CAutoString& address4, CAutoString& address6, CAutoString& mac) {
+    address4 = ip4;
+    address6 = "";
+    mac = "02-51-56-4e-00-02";
+    return addressResult;
+}
+
+int FakePortalHost::SetDNS(CAutoString& dns1, CAutoString& dns2) {
+    const std::string before1 = resolver1;
+    const std::string before2 = resolver2;
+    resolver1 = dns1.GetText();
+    resolver2 = dns2.GetText();
+    dns1 = before1;
+    dns2 = before2;
+    return dnsResult;
+}
+
+void FakePortalHost::PostMsg(const char* target, const char* opcode, const char* param) {
+    messages.push_back(std::string(target) + " " + opcode + " " + param);
+}
+
+void FakePortalHost::PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState,
+                                         INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) {
+    EXPECT_EQ(type, INetConn::ET_PORTAL);
+    reports.push_back({oldState, newState, errorCode, subErrCode.GetText(), ""});
+}
+
+void FakePortalHost::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
+                                           INetConn::ESTATE newState, int errorCode, const char* subType,
+                                           const char* extra) {
+    EXPECT_EQ(type, INetConn::ET_PORTAL);
+    reports.push_back({oldState, newState, errorCode, extra, subType});
+}
+
+void PrintTo(const FakePortalHost::Report& report, std::ostream* out) {
+    *out << report.oldState << "->" << report.newState << " code " << report.code << " sub '"
+         << report.subCode << "' type '" << report.subType << "'";
+}
+
+PortalFixture::PortalFixture(Scenario scenario, const std::string& moreSettings) : sim(std::move(scenario)) {
+    EXPECT_TRUE(sim.Start());
+    folder.Write("conf/conf.xml", "<conf><version>1.0</version><redirect>" + sim.ProbeUrl() + "</redirect>" +
+                                      moreSettings + "</conf>");
+    std::filesystem::copy_file(SAMPLE_MODULE_1, folder.Path() + "/zxmAlogic.zxm");
+    CInfoCenter::Release();
+    CInfoCenter* settings = CInfoCenter::GetInst();
+    settings->SetValue("hostName", "desk");
+    settings->SetValue("clientId", "01234567-89ab-1cde-8f01-23456789abcd");
+    settings->SetValue("version", "1.0");
+    EXPECT_EQ(engine.Init(), 1);
+    Record().ip4 = host.ip4;
+}
+
+PortalFixture::~PortalFixture() {
+    CInfoCenter::Release();
+}
+
+void PortalFixture::GetReady() {
+    ASSERT_EQ(engine.RequestConfig(0), 1);
+    // In this state the steps of the ticket request are not reported, and a report is what it rests after.
+    engine.NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTED, 0, "");
+    ASSERT_EQ(engine.RequestTicket(), 1);
+    host.reports.clear();
+}
+
+void PortalFixture::LogIn() {
+    GetReady();
+    const Scenario defaults;
+    ASSERT_EQ(engine.Connect(LoginEnvelope(defaults.account, defaults.password)), 1);
+    host.reports.clear();
+}
+
+CAutoString PortalFixture::LoginEnvelope(const std::string& account, const std::string& password) {
+    return "<M><OpS>client</OpS><OpT>Portal</OpT><OpC>PortalConnect</OpC><P><user>" + account +
+           "</user><password>" + password + "</password></P></M>";
+}
+
+std::vector<FakePortalHost::Report> PortalFixture::TakeReports() {
+    return std::exchange(host.reports, {});
+}

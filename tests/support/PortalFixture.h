@@ -1,0 +1,77 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "InfoCenter.h"
+#include "PortalConn.h"
+#include "PortalSim.h"
+#include "TemporaryFolder.h"
+
+// The owner of a protocol engine under test: keeps what the engine reports and gives it fixed addresses.
+class FakePortalHost : public IPortalHost {
+  public:
+    struct Report {
+        INetConn::ESTATE oldState;
+        INetConn::ESTATE newState;
+        int code;
+        std::string subCode;  // of an extended report: its extra text
+        std::string subType;  // empty in a plain report
+
+        bool operator==(const Report& other) const {
+            return oldState == other.oldState && newState == other.newState && code == other.code &&
+                   subCode == other.subCode && subType == other.subType;
+        }
+    };
+
+    CInfoCenter* GetInfoCenter() override { return CInfoCenter::GetInst(); }
+    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
+    BOOL IsPortalEnv() override { return portalEnv; }
+    void ChangeToUnknowEnv() override { ++changesToUnknown; }
+    void DisConnect(CAutoString reason) override { disconnects.emplace_back(reason.GetText()); }
+    int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
+    void PostMsg(const char* target, const char* opcode, const char* param) override;
+    void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
+                             int errorCode, CAutoString subErrCode) override;
+    void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
+                               int errorCode, const char* subType, const char* extra) override;
+
+    // What the host answers.
+    int addressResult = 1;
+    std::string ip4 = "192.0.2.10";
+    BOOL portalEnv = 1;
+    int dnsResult = 0;
+    // The servers in the resolver file; SetDNS exchanges them.
+    std::string resolver1 = "10.1.1.1";
+    std::string resolver2 = "10.1.1.2";
+
+    // What the engine told it.
+    std::vector<Report> reports;
+    std::vector<std::string> messages;  // "target operation parameters"
+    std::vector<std::string> disconnects;
+    int changesToUnknown = 0;
+};
+
+void PrintTo(const FakePortalHost::Report& report, std::ostream* out);
+
+// A protocol engine with a fake host against the portal simulator, in a folder of its own with settings and
+// the first sample module.
+class PortalFixture {
+  public:
+    explicit PortalFixture(portal_sim::Scenario scenario = {}, const std::string& moreSettings = "");
+    ~PortalFixture();
+
+    CAuthConfig& Record() { return *engine.GetPortalConf(); }
+    // Discovers the portal and gets a ticket; the reports of these steps are forgotten.
+    void GetReady();
+    // GetReady and a login with the scenario's account.
+    void LogIn();
+    // The envelope of a front end's login.
+    static CAutoString LoginEnvelope(const std::string& account, const std::string& password);
+    std::vector<FakePortalHost::Report> TakeReports();
+
+    TemporaryFolder folder;
+    portal_sim::PortalSim sim;
+    FakePortalHost host;
+    CPortalConn engine{host};
+};

@@ -1,0 +1,178 @@
+#include "FrontEnd.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <thread>
+
+#include "Business.h"
+#include "ClientOperations.h"
+#include "XMLOpt.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Milliseconds = FrontEnd::Milliseconds;
+
+constexpr char kName[] = "client";  // signs what is sent
+constexpr Milliseconds kOpenPause(20);
+constexpr size_t kReadSize = 4096;
+
+// A descriptor that is closed with its scope.
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~Descriptor() {
+        if (IsOpen()) {
+            (void)close(m_descriptor);  // nothing was written through it
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    bool IsOpen() const { return m_descriptor >= 0; }
+
+  private:
+    int m_descriptor;
+};
+
+// Opens a FIFO without waiting inside open(), which could not be ended: tries until `end`. -1 when the FIFO
+// is missing or, for writing, nobody reads it by then.
+int OpenBy(const std::string& path, int direction, Clock::time_point end) {
+    int descriptor = -1;
+    while ((descriptor = open(path.c_str(), direction | O_NONBLOCK | O_CLOEXEC)) < 0 && Clock::now() < end) {
+        std::this_thread::sleep_for(kOpenPause);
+    }
+    return descriptor;
+}
+
+Milliseconds TimeUntil(Clock::time_point end) {
+    return std::max(Milliseconds(0), std::chrono::ceil<Milliseconds>(end - Clock::now()));
+}
+
+CAutoString Escaped(const std::string& text) {
+    return CMarkup::EscapeText(text.c_str());
+}
+
+}  // namespace
+
+Report::Report(const std::string& envelope) : text(envelope) {
+    CXMLOpt document(envelope.c_str());
+    source = document.GetValue(kSourcePath).GetText();
+    target = document.GetValue(kTargetPath).GetText();
+    opcode = document.GetValue(kOpcodePath).GetText();
+    if (IsState()) {
+        oldState = static_cast<INetConn::ESTATE>(document.GetIntValue(kOldStatePath));
+        newState = static_cast<INetConn::ESTATE>(document.GetIntValue(kNewStatePath));
+        errorCode = document.GetIntValue(kErrorCodePath);
+    }
+}
+
+bool Report::IsState() const {
+    return opcode == ClientReport::kNetState;
+}
+
+std::string Report::Parameter(const char* name) const {
+    CXMLOpt document(text.c_str());
+    return document.GetValue(CAutoString("P.") + name).GetText();
+}
+
+FrontEnd::FrontEnd(const std::string& folder)
+    : m_fromService(folder + "/serverpipe"), m_toService(folder + "/clientpipe") {}
+
+// The service opens the FIFO once in its life. A new one of the same name would never be read, so the next
+// front end has to find this one.
+FrontEnd::~FrontEnd() {
+    m_pipeName = nullptr;
+}
+
+// The service opens "serverpipe" first and waits for a reader, then "clientpipe" and waits for a writer.
+// Opening them in the same order is what keeps both from waiting for ever. Once each could be opened for a
+// moment the service stands at the other ends, and opening them for good does not wait.
+bool FrontEnd::Connect(Milliseconds timeOut) {
+    const auto end = Clock::now() + timeOut;
+    (void)CreateNamedPipeInServer(m_toService.c_str(),
+                                  nullptr);  // the one of an earlier front end is as good
+    const Descriptor reader(OpenBy(m_fromService, O_RDONLY, end));
+    const Descriptor writer(OpenBy(m_toService, O_WRONLY, end));
+    return reader.IsOpen() && writer.IsOpen() && OpenNamePipeClient(m_fromService.c_str()) == 0;
+}
+
+bool FrontEnd::Send(const char* opcode, const std::string& parameters) {
+    CAutoString envelope;
+    envelope.Format(kEnvelopeFormat, kName, kPortalBusiness, opcode, parameters.c_str());
+    return WritePipe(envelope) == 1;
+}
+
+bool FrontEnd::Login(const std::string& account, const std::string& password) {
+    CAutoString credentials;
+    credentials.Format(kLoginFormat, Escaped(account).GetBuffer(), Escaped(password).GetBuffer());
+    return Send(ClientOperation::kConnect, credentials.GetText());
+}
+
+bool FrontEnd::Logout(const std::string& reason) {
+    return Send(ClientOperation::kDisconnect, ("<src>" + Escaped(reason) + "</src>").GetText());
+}
+
+bool FrontEnd::TerminalLogout(const std::string& ticket) {
+    return Send(ClientOperation::kTerminalTerm, ("<ticket>" + Escaped(ticket) + "</ticket>").GetText());
+}
+
+std::optional<Report> FrontEnd::Receive(Milliseconds timeOut) {
+    const auto end = Clock::now() + timeOut;
+    size_t nul = 0;
+    while ((nul = m_pending.find('\0')) == std::string::npos) {
+        if (!ReadMore(TimeUntil(end))) {
+            return std::nullopt;
+        }
+    }
+    const Report report(m_pending.substr(0, nul));
+    m_pending.erase(0, nul + 1);
+    m_received.push_back(report);
+    if (m_listener) {
+        m_listener(report);
+    }
+    return report;
+}
+
+bool FrontEnd::ReadMore(Milliseconds timeOut) {
+    pollfd waiting = {m_fdClient, POLLIN, 0};
+    const int ready = poll(&waiting, 1, static_cast<int>(timeOut.count()));
+    if (ready <= 0) {
+        return ready < 0 && errno == EINTR;
+    }
+    char buffer[kReadSize];
+    const ssize_t count = read(m_fdClient, buffer, sizeof(buffer));
+    if (count <= 0) {
+        m_serviceGone = true;
+        return false;
+    }
+    m_pending.append(buffer, static_cast<size_t>(count));
+    return true;
+}
+
+bool FrontEnd::Await(const std::function<bool(const Report&)>& wanted, Milliseconds timeOut) {
+    const auto end = Clock::now() + timeOut;
+    while (const std::optional<Report> report = Receive(TimeUntil(end))) {
+        if (wanted(*report)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FrontEnd::AwaitOpcode(const char* opcode, Milliseconds timeOut) {
+    return Await([opcode](const Report& report) { return report.opcode == opcode; }, timeOut);
+}
+
+bool FrontEnd::AwaitState(INetConn::ESTATE state, Milliseconds timeOut) {
+    return HasState(state) || Await([&](const Report&) { return HasState(state); }, timeOut);
+}
+
+bool FrontEnd::HasState(INetConn::ESTATE state) const {
+    const auto last = std::find_if(m_received.rbegin(), m_received.rend(),
+                                   [](const Report& report) { return report.IsState(); });
+    return last != m_received.rend() && last->newState == state;
+}
