@@ -5,10 +5,6 @@
 
 #include "Log.h"
 
-using QuorvaneSvr::Task;
-using QuorvaneSvr::TaskItem;
-using QuorvaneSvr::TaskLevel;
-
 namespace {
 
 constexpr char kBusinessName[] = "Portal";
