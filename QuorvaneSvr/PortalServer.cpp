@@ -4,10 +4,6 @@
 #include "ClientOperations.h"
 #include "Log.h"
 
-using QuorvaneSvr::Task;
-using QuorvaneSvr::TaskItem;
-using QuorvaneSvr::TaskLevel;
-
 namespace {
 
 constexpr char kSignature[] = "NetModule";
