@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "ClientOperations.h"
 #include "Deployment.h"
 #include "InfoCenter.h"
 #include "Log.h"
@@ -161,8 +162,8 @@ void CPortalConn::SendData(const char* key, const char* value) {
     }
     m_host.GetInfoCenter()->SetGlobalValue(key, value);
     CAutoString pair;
-    pair.Format("<key>%s</key><value>%s</value>", key, value);
-    m_host.PostMsg("InfoCenter", "SetValue", pair);
+    pair.Format(kValueFormat, key, value);
+    m_host.PostMsg(kValueStore, ClientReport::kValue, pair);
 }
 
 int CPortalConn::IsPhisycalConnect() {

@@ -1,6 +1,7 @@
 // From the ticket to the login.
 #include <cerrno>
 
+#include "ClientOperations.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
@@ -46,7 +47,7 @@ int CPortalConn::RequestTicket() {
     CAutoString parameters;
     parameters.Format("<ticket>%s</ticket><hostname>%s</hostname><qr>ravo://%s@%s</qr>", ticket, hostName,
                       ticket, hostName);
-    m_host.PostMsg("Portal", "TicketResp", parameters);
+    m_host.PostMsg(kPortalBusiness, ClientReport::kTicket, parameters);
     return result;
 }
 
@@ -276,7 +277,7 @@ void CPortalConn::SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoS
     settings.SetValue("againstList", record.againstList);
     CAutoString dialled;
     dialled.Format("<key>DialAccount</key><value>%s</value>", userName.GetBuffer());
-    m_host.PostMsg("Portal", "SetValue", dialled);
+    m_host.PostMsg(kPortalBusiness, ClientReport::kValue, dialled);
 }
 
 int CPortalConn::SetDNS(CAutoString& xml) {

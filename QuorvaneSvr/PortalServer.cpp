@@ -1,15 +1,12 @@
 // The portal business towards its clients: its life, their operations, and the reports that they receive.
 #include "PortalServer.h"
 
-#include <cstdio>
-
+#include "ClientOperations.h"
 #include "Log.h"
 
 namespace {
 
-constexpr char kBusinessName[] = "Portal";
 constexpr char kSignature[] = "NetModule";
-constexpr char kStateReport[] = "NetStateMessageResp";
 
 constexpr char kStateReportBody[] =
     "<type>%d</type><oldState>%d</oldState><newState>%d</newState><ErrorCode>%d</ErrorCode>"
@@ -58,7 +55,7 @@ CPortalServer::~CPortalServer() {
 
 void CPortalServer::InitService(IServer* server) {
     CBusiness::InitService(server);
-    server->RegisterBusiness(kBusinessName, this);
+    server->RegisterBusiness(kPortalBusiness, this);
 }
 
 void CPortalServer::InitOpcodeFun() {
@@ -67,12 +64,12 @@ void CPortalServer::InitOpcodeFun() {
         void (CPortalServer::*handler)(const char* source, CXMLOpt& document);
     };
     static const Operation kOperations[] = {
-        {"ClientStart", &CPortalServer::Start},
-        {"CheckEnv", &CPortalServer::CheckEnv},
-        {"PortalConnect", &CPortalServer::Connect},
-        {"PortalDisConnect", &CPortalServer::DisConnect},
-        {"GetTerminalData", &CPortalServer::TerminalRequest},
-        {"TerminalTermSend", &CPortalServer::TerminalTermRequest},
+        {ClientOperation::kStart, &CPortalServer::Start},
+        {ClientOperation::kCheckEnvironment, &CPortalServer::CheckEnv},
+        {ClientOperation::kConnect, &CPortalServer::Connect},
+        {ClientOperation::kDisconnect, &CPortalServer::DisConnect},
+        {ClientOperation::kTerminalData, &CPortalServer::TerminalRequest},
+        {ClientOperation::kTerminalTerm, &CPortalServer::TerminalTermRequest},
     };
     for (const Operation& operation : kOperations) {
         m_OpcodeMap[operation.opcode] = static_cast<OpcodeFun>(operation.handler);
@@ -88,7 +85,7 @@ void CPortalServer::Start(const char* /*source*/, CXMLOpt& /*document*/) {
     m_pPortalConn->Init();
     DispatchTask(true);
     Work(1);
-    PostMsg(kBusinessName, "ClientStartComplete", "");
+    PostMsg(kPortalBusiness, ClientReport::kStartComplete, "");
 }
 
 // Another front end has attached, or the same one again: bring it up to date.
@@ -137,7 +134,7 @@ void CPortalServer::PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE o
                                         INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) {
     CAutoString body;
     body.Format(kStateReportBody, type, oldState, newState, errorCode, subErrCode.GetBuffer());
-    PostMsg(kBusinessName, kStateReport, body);
+    PostMsg(kPortalBusiness, ClientReport::kNetState, body);
 }
 
 void CPortalServer::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
@@ -145,7 +142,7 @@ void CPortalServer::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE
                                           const char* extra) {
     CAutoString body;
     body.Format(kExtendedReportBody, type, oldState, newState, errorCode, subType, extra);
-    PostMsg(kBusinessName, kStateReport, body);
+    PostMsg(kPortalBusiness, ClientReport::kNetState, body);
 }
 
 void CPortalServer::ServerStatus(int /*code*/) {

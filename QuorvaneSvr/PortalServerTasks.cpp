@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "ClientOperations.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalServer.h"
@@ -365,7 +366,7 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
     const int result = m_pPortalConn->TerminalRequestData(terminals);
     if (result != PortalResult::kSuccess) {
         CLog::GetInst()->WriteLog(INFO, "TerminalRequestData request error:ret:%d", result);
-        PostMsg("Portal", "SetTerminalData", nullptr);
+        PostMsg(kPortalBusiness, ClientReport::kTerminalData, nullptr);
         return;
     }
     const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
@@ -373,7 +374,7 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
     self.Format("<host>%s</host><ticket>%s</ticket>", record.hostName.GetBuffer(),
                 record.strTicket.GetBuffer());
     terminals += self;
-    PostMsg("Portal", "SetTerminalData", terminals);
+    PostMsg(kPortalBusiness, ClientReport::kTerminalData, terminals);
     CLog::GetInst()->WriteLog(INFO, "post TERMINAL_RESP param is %s", terminals.GetBuffer());
 }
 
@@ -385,7 +386,7 @@ void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
     }
     CAutoString code;
     code.Format("<code>%d</code>", result);
-    PostMsg("Portal", "TerminalTermReturn", code);
+    PostMsg(kPortalBusiness, ClientReport::kTerminalTerm, code);
 }
 
 void CPortalServer::CheckUnknowNetState(bool start) {

@@ -7,8 +7,8 @@ using testing::HasSubstr;
 
 namespace {
 
-const Report kUnknownNetwork = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "",
-                                INetConn::ET_UNKNOWN};
+const StateReport kUnknownNetwork = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "",
+                                     INetConn::ET_UNKNOWN};
 
 class Discovery : public ServiceTest {};
 

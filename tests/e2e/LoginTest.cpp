@@ -65,13 +65,13 @@ TEST_F(Login, ConsoleClientTellsThatThereIsNoPortal) {
 TEST_F(Login, FrontEndSeesEveryStep) {
     LogIn();
     std::vector<std::string> story;
-    for (const Message& message : frontEnd->Messages()) {
-        const std::optional<Report> report = ReportIn(message);
+    for (const Report& message : frontEnd->Received()) {
+        const std::optional<StateReport> report = StateIn(message);
         EXPECT_EQ(message.source, "NetModule");
         story.push_back(report ? testing::PrintToString(*report)
-                               : message.target + " " + message.operation + " " + message.Parameter("key"));
+                               : message.target + " " + message.opcode + " " + message.Parameter("key"));
     }
-    auto told = [](const Report& report) { return testing::PrintToString(report); };
+    auto told = [](const StateReport& report) { return testing::PrintToString(report); };
     EXPECT_THAT(story, ElementsAre("Portal ClientStartComplete ", told(Step(StateCode::kCheckStarted)),
                                    "InfoCenter SetValue authType", "InfoCenter SetValue authDefautType",
                                    "InfoCenter SetValue schoolId", "InfoCenter SetValue domain",
@@ -113,7 +113,7 @@ TEST_F(Login, RequestsCarryWhoAsksAndFromWhere) {
 TEST_F(Login, TicketIsShownToTheFrontEnd) {
     StartService();
     StartSession();
-    const Message shown = ExpectMessage("TicketResp");
+    const Report shown = ExpectMessage("TicketResp");
     const std::string ticket = shown.Parameter("ticket");
     EXPECT_THAT(ticket, HasSubstr("T-"));
     EXPECT_EQ(shown.Parameter("hostname"), HostName());
@@ -125,7 +125,7 @@ TEST_F(Login, RefusedPasswordIsReportedByWhatThePortalKnows) {
         const char* what;
         const char* account;
         std::map<std::string, std::string> headers;
-        Report report;
+        StateReport report;
     } rows[] = {
         {"a telephone number", "13900000009", {{"Sub-Error", "12"}}, LoginFailed(140105, "12")},
         {"a telephone number with a domain", "13900000009@x", {}, LoginFailed(140105)},
@@ -150,7 +150,7 @@ TEST_F(Login, PortalErrorsReachTheFrontEnd) {
     const struct {
         const char* what;
         Answer answer;
-        Report report;
+        StateReport report;
     } rows[] = {
         {"version limit",
          Answer::Error(PortalError::kVersionLimit, {{"Sub-Error", "2.0"}}),

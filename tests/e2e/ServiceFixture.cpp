@@ -23,19 +23,19 @@ bool HasDefaultRoute() {
 }  // namespace
 
 // Google Test finds this by its name.
-void PrintTo(const Report& report, std::ostream* out) {
+void PrintTo(const StateReport& report, std::ostream* out) {
     *out << report;
 }
 
-Report Step(int code) {
+StateReport Step(int code) {
     return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING, code};
 }
 
-Report GettingReadyFailed(int code) {
+StateReport GettingReadyFailed(int code) {
     return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTFAIL, code};
 }
 
-Report LoginFailed(int code, const std::string& subCode) {
+StateReport LoginFailed(int code, const std::string& subCode) {
     return {INetConn::ES_CONNECTING, INetConn::ES_CONNECTFAIL, code, subCode};
 }
 
@@ -61,8 +61,8 @@ void ServiceTest::TearDown() {
     EXPECT_THAT(portal.Complaints(), testing::IsEmpty());
     if (HasFailure()) {
         std::ostringstream story;
-        for (const Message& message : frontEnd ? frontEnd->Messages() : std::vector<Message>()) {
-            story << message.operation << "  " << message.parameters << "\n";
+        for (const Report& message : frontEnd ? frontEnd->Received() : std::vector<Report>()) {
+            story << message.text << "\n";
         }
         GTEST_LOG_(INFO) << "messages to the front end:\n"
                          << story.str() << "output of the service:\n"
@@ -110,6 +110,11 @@ void ServiceTest::StartService() {
     AttachFrontEnd();
 }
 
+void ServiceTest::AttachFrontEnd() {
+    frontEnd = std::make_unique<FrontEnd>(folder.Path());
+    ASSERT_TRUE(frontEnd->Connect(kSoon));
+}
+
 void ServiceTest::StartServiceWithAccount(const std::string& account, const std::string& password) {
     service = std::make_unique<ServiceProcess>(std::vector<std::string>{account, password});
 }
@@ -127,8 +132,7 @@ void ServiceTest::GetReady() {
 }
 
 void ServiceTest::AskForLogin(const std::string& account, const std::string& password) {
-    FrontEndAsks(ClientOperation::kConnect,
-                 "<user>" + account + "</user><password>" + password + "</password>");
+    EXPECT_TRUE(frontEnd->Login(account, password));
 }
 
 void ServiceTest::LogIn() {
@@ -138,7 +142,7 @@ void ServiceTest::LogIn() {
 }
 
 void ServiceTest::AskForLogout(const std::string& reason) {
-    FrontEndAsks(ClientOperation::kDisconnect, "<src>" + reason + "</src>");
+    EXPECT_TRUE(frontEnd->Logout(reason));
 }
 
 void ServiceTest::LogOut(const std::string& reason) {
@@ -154,15 +158,15 @@ void ServiceTest::LogOut(const std::string& reason) {
     ExpectReport(kLoggedOut);
 }
 
-void ServiceTest::ExpectReport(const Report& report) {
-    EXPECT_TRUE(frontEnd->WaitFor([&](const Message& message) { return ReportIn(message) == report; }, kSoon))
+void ServiceTest::ExpectReport(const StateReport& report) {
+    EXPECT_TRUE(frontEnd->Await([&](const Report& message) { return StateIn(message) == report; }, kSoon))
         << "no report " << report;
 }
 
-Message ServiceTest::ExpectMessage(const std::string& operation) {
-    auto message = frontEnd->WaitFor([&](const Message& m) { return m.operation == operation; }, kSoon);
-    EXPECT_TRUE(message) << "no message " << operation;
-    return message.value_or(Message());
+Report ServiceTest::ExpectMessage(const char* operation) {
+    const bool came = frontEnd->AwaitOpcode(operation, kSoon);
+    EXPECT_TRUE(came) << "no message " << operation;
+    return came ? frontEnd->Received().back() : Report("");
 }
 
 Request ServiceTest::ExpectRequest(Endpoint endpoint, size_t count) {

@@ -13,8 +13,8 @@
 #include "PortalSim.h"
 #include "Sandbox.h"
 #include "ServiceProcess.h"
+#include "StateReport.h"
 #include "TemporaryFolder.h"
-#include "TestFrontEnd.h"
 #include "WaitUntil.h"
 
 using portal_sim::Answer;
@@ -23,13 +23,14 @@ using portal_sim::Request;
 using portal_sim::Scenario;
 
 // The reports that most stories pass.
-const Report kReady = {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
-const Report kConnected = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, StateCode::kSuccess};
-const Report kLoggedOut = {INetConn::ES_DISCONNECTING, INetConn::ES_DISCONNECTED, StateCode::kSuccess};
+const StateReport kReady = {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTED,
+                            StateCode::kTicketObtained};
+const StateReport kConnected = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, StateCode::kSuccess};
+const StateReport kLoggedOut = {INetConn::ES_DISCONNECTING, INetConn::ES_DISCONNECTED, StateCode::kSuccess};
 // A step on the way to a login, and the ways to fail.
-Report Step(int code);
-Report GettingReadyFailed(int code);
-Report LoginFailed(int code, const std::string& subCode = "");
+StateReport Step(int code);
+StateReport GettingReadyFailed(int code);
+StateReport LoginFailed(int code, const std::string& subCode = "");
 
 // Waited for whatever takes the service no longer than its own pauses.
 constexpr auto kSoon = std::chrono::seconds(20);
@@ -55,12 +56,10 @@ class ServiceTest : public testing::Test {
     // Starts the service and attaches a front end.
     void StartService();
     void StartServiceWithAccount(const std::string& account, const std::string& password);
-    void AttachFrontEnd() { frontEnd = std::make_unique<TestFrontEnd>(); }
+    void AttachFrontEnd();
     void DetachFrontEnd() { frontEnd.reset(); }
 
-    void FrontEndAsks(const char* operation, const std::string& parameters = "") {
-        frontEnd->Send(operation, parameters);
-    }
+    void FrontEndAsks(const char* operation) { EXPECT_TRUE(frontEnd->Send(operation)); }
     // From the start of the front end to the ticket.
     void StartSession();
     void GetReady();
@@ -72,8 +71,8 @@ class ServiceTest : public testing::Test {
     void LogOut(const std::string& reason);
 
     // Each waits for the next one that fits, in order of arrival, and passes over what comes before.
-    void ExpectReport(const Report& report);
-    Message ExpectMessage(const std::string& operation);
+    void ExpectReport(const StateReport& report);
+    Report ExpectMessage(const char* operation);
     // The `count`-th request to the endpoint; an empty one after a failure.
     Request ExpectRequest(Endpoint endpoint, size_t count = 1);
     void ExpectOutput(const std::string& text);
@@ -83,7 +82,7 @@ class ServiceTest : public testing::Test {
     portal_sim::PortalSim portal;
     const Scenario defaults;  // what the portal is unless a story changes it
     std::unique_ptr<ServiceProcess> service;
-    std::unique_ptr<TestFrontEnd> frontEnd;
+    std::unique_ptr<FrontEnd> frontEnd;
 
   private:
     std::string Log() const;

@@ -17,7 +17,7 @@ class Session : public ServiceTest {
     }
 };
 
-const Report kPulsesFailed = LoginFailed(StateCode::kKeepAliveFailed);
+const StateReport kPulsesFailed = LoginFailed(StateCode::kKeepAliveFailed);
 
 }  // namespace
 
@@ -27,8 +27,8 @@ TEST_F(Session, FailedPulsesWithinTheLimitAreTolerated) {
     LogIn();
     ExpectRequest(Endpoint::Pulse, kRequestAttempts * 2 + 2);
     EXPECT_NE(portal.LoggedInTicket(), "");
-    for (const Message& message : frontEnd->Messages()) {
-        EXPECT_FALSE(ReportIn(message) == kPulsesFailed);
+    while (const auto message = frontEnd->Receive(std::chrono::milliseconds(0))) {
+        EXPECT_FALSE(StateIn(*message) == kPulsesFailed);
     }
 }
 

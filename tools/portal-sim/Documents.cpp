@@ -16,9 +16,10 @@ void AddNumber(pugi::xml_node parent, const char* name, unsigned number) {
     parent.append_child(name).text().set(number);
 }
 
+// Empty elements keep both tags: a client finds its terminals by the text "<response>".
 std::string TextOf(const pugi::xml_document& document) {
     std::ostringstream text;
-    document.save(text, "", pugi::format_raw, pugi::encoding_utf8);
+    document.save(text, "", pugi::format_raw | pugi::format_no_empty_element_tags, pugi::encoding_utf8);
     return text.str();
 }
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <pugixml.hpp>
-#include <regex>
 
+#include "Pattern.h"
 #include "SampleTransform.h"
 
 namespace portal_sim {
@@ -14,7 +14,7 @@ namespace {
 constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 constexpr char kProbeAccept[] = "text/html,text/xml,application/xhtml+xml,application/x-javascript,*/*";
 constexpr char kAgentShape[] = "RAVO/(Linux64|LinuxIpv664)/.+";
-constexpr char kTimeShape[] = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)";
+constexpr char kTimeShape[] = "[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}";
 
 // The elements of each document, in the order in which they have to stand in it. A trailing '?' marks one
 // that may be absent.
@@ -40,18 +40,14 @@ struct ValueShape {
 constexpr ValueShape kValueShapes[] = {
     {"local-time", kTimeShape},
     {"mac", "([0-9a-f]{2}-){5}[0-9a-f]{2}"},
-    {"ipv4", R"((\d{1,3}(\.\d{1,3}){3})?)"},
-    {"ipv6", "([0-9a-f:.]*)"},
+    {"ipv4", R"(([0-9]{1,3}(\.[0-9]{1,3}){3})?)"},
+    {"ipv6", "[0-9a-f:.]*"},
     {"ostag", "linux64"},
-    {"reason", R"(\d*)"},
-    {"shared", R"([1-9]\d*)"},
+    {"reason", "[0-9]*"},
+    {"shared", "[1-9][0-9]*"},
     {"host-name", ".+"},
     {"userid", ".+"},
 };
-
-bool Matches(const std::string& text, const char* pattern) {
-    return std::regex_match(text, std::regex(pattern));
-}
 
 std::string Md5Of(const std::string& text) {
     unsigned char digest[EVP_MAX_MD_SIZE];

@@ -3,8 +3,8 @@
 #include <openssl/evp.h>
 
 #include <memory>
-#include <regex>
 
+#include "Pattern.h"
 #include "RequestCheck.h"
 
 namespace portal_sim {
@@ -39,14 +39,14 @@ constexpr Member kMembers[] = {
     {"account", "\".+\""},
     {"schoolid", "\".*\""},
     {"ostype", "2"},
-    {"ipv4", R"("\d{1,3}(\.\d{1,3}){3}")"},
+    {"ipv4", R"("[0-9]{1,3}(\.[0-9]{1,3}){3}")"},
     {"brasip", "\".*\""},
-    {"start", R"("\d{4}-\d\d-\d\d \d\d:\d\d:\d\d")"},
-    {"stop", R"("\d{4}-\d\d-\d\d \d\d:\d\d:\d\d")"},
-    {"up", R"("\d+(\.\d+)?(e\+\d+)?")"},
-    {"down", R"("\d+(\.\d+)?(e\+\d+)?")"},
+    {"start", "\"[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}\""},
+    {"stop", "\"[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}\""},
+    {"up", R"("[0-9]+(\.[0-9]+)?(e\+[0-9]+)?")"},
+    {"down", R"("[0-9]+(\.[0-9]+)?(e\+[0-9]+)?")"},
     {"stattype", "[02]"},
-    {"timestamp", R"(\d+)"},
+    {"timestamp", "[0-9]+"},
 };
 
 using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
@@ -119,7 +119,7 @@ std::string ReadRecord(Request& request) {
         if (member == nullptr || std::string(member->string) != row.name) {
             return "the member \"" + std::string(row.name) + "\" is not in its place";
         }
-        if (!std::regex_match(Print(member), std::regex(row.pattern))) {
+        if (!Matches(Print(member), row.pattern)) {
             return "the member \"" + std::string(row.name) + "\" has the wrong form: " + Print(member);
         }
         member = member->next;

@@ -1,26 +1,27 @@
 // Front ends that come and go, and what they ask for besides the login.
+#include <fstream>
+
 #include "ServiceFixture.h"
 
 using testing::HasSubstr;
 using testing::Not;
-using testing::StartsWith;
 
 namespace {
 
-class FrontEnd : public ServiceTest {};
+class Link : public ServiceTest {};
 
-const Report kPresentState = {INetConn::ES_NONE, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
+const StateReport kPresentState = {INetConn::ES_NONE, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
 
 }  // namespace
 
-TEST_F(FrontEnd, SecondStartTellsThePresentState) {
+TEST_F(Link, SecondStartTellsThePresentState) {
     LogIn();
     FrontEndAsks(ClientOperation::kStart);
     ExpectReport(kPresentState);
     ExpectReport(kConnected);
 }
 
-TEST_F(FrontEnd, SecondStartBeforeTheLoginChecksTheNetworkAnew) {
+TEST_F(Link, SecondStartBeforeTheLoginChecksTheNetworkAnew) {
     portal.Stop();
     StartService();
     StartSession();
@@ -31,7 +32,7 @@ TEST_F(FrontEnd, SecondStartBeforeTheLoginChecksTheNetworkAnew) {
     ExpectReport(kReady);
 }
 
-TEST_F(FrontEnd, LoginSurvivesAFrontEndThatDiesAndReturns) {
+TEST_F(Link, LoginSurvivesAFrontEndThatDiesAndReturns) {
     PortalIs([](Scenario& scenario) { scenario.pulseSeconds = 1; });
     LogIn();
     DetachFrontEnd();
@@ -46,7 +47,7 @@ TEST_F(FrontEnd, LoginSurvivesAFrontEndThatDiesAndReturns) {
     ExpectReport(kConnected);
 }
 
-TEST_F(FrontEnd, SecondInstanceIsRefused) {
+TEST_F(Link, SecondInstanceIsRefused) {
     GetReady();
     ServiceProcess second;
     EXPECT_EQ(second.WaitForExit(kSoon), 255);
@@ -54,37 +55,37 @@ TEST_F(FrontEnd, SecondInstanceIsRefused) {
     EXPECT_TRUE(service->Runs());
 }
 
-TEST_F(FrontEnd, StaleProcessIdDoesNotKeepTheServiceOut) {
+TEST_F(Link, StaleProcessIdDoesNotKeepTheServiceOut) {
     WriteSettings("<PID>999999999</PID>");
     GetReady();
     EXPECT_THAT(folder.Read("conf/conf.xml"), HasSubstr("<PID>" + std::to_string(service->Pid())));
 }
 
-TEST_F(FrontEnd, TerminalsAreListedAndLoggedOut) {
+TEST_F(Link, TerminalsAreListedAndLoggedOut) {
     PortalIs([](Scenario& scenario) { scenario.terminals = {{"laptop", "T-77"}, {"phone 100%", "T-78"}}; });
     LogIn();
     FrontEndAsks(ClientOperation::kTerminalData);
-    const Message both = ExpectMessage(ClientReport::kTerminalData);
-    EXPECT_THAT(both.parameters, StartsWith("<response><terminal><host>laptop</host><ticket>T-77</ticket>"));
-    EXPECT_THAT(both.parameters, HasSubstr("<host>phone 100 </host>"));
+    const Report both = ExpectMessage(ClientReport::kTerminalData);
+    EXPECT_THAT(both.text, HasSubstr("<P><response><terminal><host>laptop</host><ticket>T-77</ticket>"));
+    EXPECT_THAT(both.text, HasSubstr("<host>phone 100 </host>"));
     EXPECT_EQ(both.Parameter("ticket"), portal.LoggedInTicket());
 
-    FrontEndAsks(ClientOperation::kTerminalTerm, "<ticket>T-77</ticket>");
-    EXPECT_THAT(ExpectMessage(ClientReport::kTerminalData).parameters, Not(HasSubstr("T-77")));
+    EXPECT_TRUE(frontEnd->TerminalLogout("T-77"));
+    EXPECT_THAT(ExpectMessage(ClientReport::kTerminalData).text, Not(HasSubstr("T-77")));
     EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kOtherTerminal);
     EXPECT_NE(portal.LoggedInTicket(), "");
 }
 
-TEST_F(FrontEnd, TerminalRequestsThatFailAreAnswered) {
+TEST_F(Link, TerminalLogoutThatFailsIsAnswered) {
     PortalIs([](Scenario& scenario) { scenario.terminals = {{"laptop", "T-77"}}; });
     LogIn();
     PortalAnswers(Endpoint::Term, Answer::Error(42));
-    FrontEndAsks(ClientOperation::kTerminalTerm, "<ticket>T-77</ticket>");
+    EXPECT_TRUE(frontEnd->TerminalLogout("T-77"));
     EXPECT_EQ(ExpectMessage(ClientReport::kTerminalTerm).Parameter("code"),
               std::to_string(PortalResult::kPortalError));
 }
 
-TEST_F(FrontEnd, MessagesThatNobodyUnderstandsAreDropped) {
+TEST_F(Link, MessagesThatNobodyUnderstandsAreDropped) {
     StartService();
     std::string written;
     for (const std::string text :
@@ -93,7 +94,11 @@ TEST_F(FrontEnd, MessagesThatNobodyUnderstandsAreDropped) {
           "<any><OpT>Portal</OpT><OpC>ClientStart</OpC></any>"}) {
         written += text + '\0';
     }
-    frontEnd->SendRaw(written + "<M>the rest of this is lost");
+    written += "<M>the rest of this is lost";
+    {
+        std::ofstream bytes("clientpipe", std::ios::binary);
+        bytes << written << std::flush;
+    }
     ExpectMessage(ClientReport::kStartComplete);  // the root's name does not matter
     FrontEndAsks(ClientOperation::kCheckEnvironment);
     ExpectReport(kReady);
