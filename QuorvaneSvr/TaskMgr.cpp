@@ -31,7 +31,8 @@ bool CTaskMgr::GetTask(Task& task) {
             best = i;
         }
     }
-    task = m_taskList[best];
+    // Not assigned straight away: the library's assignment hides its caller from the thread sanitizer.
+    task = Task(m_taskList[best]);
     m_taskList.erase(m_taskList.begin() + static_cast<std::ptrdiff_t>(best));
     return true;
 }
