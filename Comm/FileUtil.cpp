@@ -78,8 +78,8 @@ bool CFileUtil::ReplaceFile(const char* path, const std::string& content) {
     }
     (void)fchmod(descriptor, kNewFileMode);
     CopyModeAndOwner(target.c_str(), descriptor);
-    // Not forced to the disk: a login saves dozens of settings, and waiting for the disk each time would cost it
-    // more than all its exchanges with the portal.
+    // Not forced to the disk: a login saves dozens of settings, and waiting for the disk each time would cost
+    // it more than all its exchanges with the portal.
     bool done = WriteAll(descriptor, content);
     done = close(descriptor) == 0 && done;
     done = done && rename(temporary.c_str(), target.c_str()) == 0;

@@ -42,6 +42,7 @@ class Converter {
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv_open reports a failure that way
     bool IsOpen() const { return m_handle != reinterpret_cast<iconv_t>(-1); }
 
     // Moves from `text` to `result` what can be converted. False with `text` at the bytes that cannot.
@@ -69,7 +70,7 @@ class Converter {
         return converted != static_cast<size_t>(-1);
     }
 
-    const iconv_t m_handle;
+    iconv_t m_handle;
 };
 
 // Empty when the text does not declare one. A "//" would be an order to iconv, so only plain names are taken.

@@ -82,11 +82,11 @@ bool CXMLOpt::WalkPath(const char* path, bool create) {
 }
 
 bool CXMLOpt::StringSplit(const CAutoString& source, CAutoString& head, CAutoString& rest) {
-    const std::string text = source.GetText();
-    std::string_view remaining = text;
+    std::string_view remaining = source.GetText();
     std::string_view first;
     const bool split = SplitPath(remaining, first);
+    const CAutoString behind = std::string(remaining);  // made before `head` changes: it may be the source
     head = std::string(first);
-    rest = std::string(remaining);
+    rest = behind;
     return split;
 }

@@ -42,10 +42,10 @@ class CommFunc {
     // First line of what the shell command prints, trimmed, in `buffer`. Null when an argument is null or
     // empty or the command cannot be started; a command without output leaves an empty text.
     static char* GetShellLine(const char* command, char* buffer, size_t size);
-    // Hardware address of the neighbour with the given IPv4 address, or an empty text: the fourth word that the
-    // arp command prints. Of an arp that prints a header line first it is the header's word, so the caller has
-    // to know its arp. The address is quoted before it reaches the shell. Returns `buffer`'s text, null as
-    // GetShellLine does.
+    // Hardware address of the neighbour with the given IPv4 address, or an empty text: the fourth word that
+    // the arp command prints. Of an arp that prints a header line first it is the header's word, so the
+    // caller has to know its arp. The address is quoted before it reaches the shell. Returns `buffer`'s text,
+    // null as GetShellLine does.
     static char* GetMacFromIPv4(const char* ip, char* buffer, size_t size);
     // Runs a shell command and waits for it. False when the shell could not run it (status 127).
     static bool ShellExecute(const char* command);

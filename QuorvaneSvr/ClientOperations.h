@@ -5,6 +5,9 @@
 // Name of the portal business; target of everything that front ends and business send each other.
 constexpr char kPortalBusiness[] = "Portal";
 
+// Target of published values: the store of the front end.
+constexpr char kValueStore[] = "InfoCenter";
+
 // What a front end asks for.
 namespace ClientOperation {
 constexpr char kStart[] = "ClientStart";
@@ -21,6 +24,8 @@ constexpr char kStartComplete[] = "ClientStartComplete";
 constexpr char kNetState[] = "NetStateMessageResp";
 constexpr char kTerminalData[] = "SetTerminalData";
 constexpr char kTerminalTerm[] = "TerminalTermReturn";
+constexpr char kTicket[] = "TicketResp";
+constexpr char kValue[] = "SetValue";
 }  // namespace ClientReport
 
 // Fields of a state report.
@@ -28,6 +33,9 @@ constexpr char kOldStatePath[] = "P.oldState";
 constexpr char kNewStatePath[] = "P.newState";
 constexpr char kErrorCodePath[] = "P.ErrorCode";
 constexpr char kSubErrorCodePath[] = "P.subErrCode";
+
+// A published value.
+constexpr char kValueFormat[] = "<key>%s</key><value>%s</value>";
 
 // Parameters of a login, account and password; they go in as they stand.
 constexpr char kLoginFormat[] = "<user>%s</user><password>%s</password>";

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr char kSettingsFile[] = "/conf/conf.xml";
-constexpr char kAnnouncementFormat[] = "<key>%s</key><value>%s</value>";
 constexpr int kShared = 0;  // modes of an RWLock
 constexpr int kExclusive = 1;
 
@@ -81,8 +80,8 @@ void CInfoCenter::SynchroGlobalValue() {
 
 void CInfoCenter::Announce(const CAutoString& key, const CAutoString& value) {
     CAutoString parameters;
-    parameters.Format(kAnnouncementFormat, key.GetBuffer(), value.GetBuffer());
-    PostMsg(kPortalBusiness, "InfoCenter", "SetValue", parameters);
+    parameters.Format(kValueFormat, key.GetBuffer(), value.GetBuffer());
+    PostMsg(kPortalBusiness, kValueStore, ClientReport::kValue, parameters);
 }
 
 void CInfoCenter::PostMsg(const char* /*source*/, const char* /*target*/, const char* /*opcode*/,

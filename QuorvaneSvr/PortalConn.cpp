@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "ClientOperations.h"
 #include "Deployment.h"
 #include "InfoCenter.h"
 #include "Log.h"
@@ -119,6 +120,7 @@ int CPortalConn::InitPortalConf() {
 void CPortalConn::InitEnviromment() {}
 
 void CPortalConn::ReloadServerLists() {
+    const CLockGuard<GLockObj> guard(m_serverLock);
     if (m_hashBalance4.Size() == 0 && !m_pPortalConf->m_strServersIPv4.IsEmpty()) {
         m_hashBalance4.SetIpList(m_pPortalConf->m_strServersIPv4.GetText());
     }
@@ -161,8 +163,8 @@ void CPortalConn::SendData(const char* key, const char* value) {
     }
     m_host.GetInfoCenter()->SetGlobalValue(key, value);
     CAutoString pair;
-    pair.Format("<key>%s</key><value>%s</value>", key, value);
-    m_host.PostMsg("InfoCenter", "SetValue", pair);
+    pair.Format(kValueFormat, key, value);
+    m_host.PostMsg(kValueStore, ClientReport::kValue, pair);
 }
 
 int CPortalConn::IsPhisycalConnect() {

@@ -1,19 +1,14 @@
 // The portal business towards its clients: its life, their operations, and the reports that they receive.
 #include "PortalServer.h"
 
-#include <cstdio>
-
+#include "ClientOperations.h"
 #include "Log.h"
-
-using QuorvaneSvr::Task;
-using QuorvaneSvr::TaskItem;
-using QuorvaneSvr::TaskLevel;
 
 namespace {
 
-constexpr char kBusinessName[] = "Portal";
 constexpr char kSignature[] = "NetModule";
-constexpr char kStateReport[] = "NetStateMessageResp";
+
+constexpr unsigned kEndPollMs = 10;
 
 constexpr char kStateReportBody[] =
     "<type>%d</type><oldState>%d</oldState><newState>%d</newState><ErrorCode>%d</ErrorCode>"
@@ -55,14 +50,18 @@ CPortalServer* CPortalServer::GetInst() {
 
 CPortalServer::CPortalServer() = default;
 
+// Both threads end before the members that they use.
 CPortalServer::~CPortalServer() {
-    DispatchTask(false);  // before the members that its callbacks use
+    WaitDispatchEnd();
+    while (!m_threadWork.Stop(0, false)) {
+        Sleep(kEndPollMs);
+    }
     delete m_pPortalConn;
 }
 
 void CPortalServer::InitService(IServer* server) {
     CBusiness::InitService(server);
-    server->RegisterBusiness(kBusinessName, this);
+    server->RegisterBusiness(kPortalBusiness, this);
 }
 
 void CPortalServer::InitOpcodeFun() {
@@ -71,12 +70,12 @@ void CPortalServer::InitOpcodeFun() {
         void (CPortalServer::*handler)(const char* source, CXMLOpt& document);
     };
     static const Operation kOperations[] = {
-        {"ClientStart", &CPortalServer::Start},
-        {"CheckEnv", &CPortalServer::CheckEnv},
-        {"PortalConnect", &CPortalServer::Connect},
-        {"PortalDisConnect", &CPortalServer::DisConnect},
-        {"GetTerminalData", &CPortalServer::TerminalRequest},
-        {"TerminalTermSend", &CPortalServer::TerminalTermRequest},
+        {ClientOperation::kStart, &CPortalServer::Start},
+        {ClientOperation::kCheckEnvironment, &CPortalServer::CheckEnv},
+        {ClientOperation::kConnect, &CPortalServer::Connect},
+        {ClientOperation::kDisconnect, &CPortalServer::DisConnect},
+        {ClientOperation::kTerminalData, &CPortalServer::TerminalRequest},
+        {ClientOperation::kTerminalTerm, &CPortalServer::TerminalTermRequest},
     };
     for (const Operation& operation : kOperations) {
         m_OpcodeMap[operation.opcode] = static_cast<OpcodeFun>(operation.handler);
@@ -89,10 +88,10 @@ void CPortalServer::Start(const char* /*source*/, CXMLOpt& /*document*/) {
         return;
     }
     m_pPortalConn = new CPortalConn(*this);
-    m_pPortalConn->Init();
-    DispatchTask(true);
+    (void)m_pPortalConn->Init();  // a module loader that does not start leaves the fallback text
+    (void)DispatchTask(true);     // a timer that still runs goes on
     Work(1);
-    PostMsg(kBusinessName, "ClientStartComplete", "");
+    PostMsg(kPortalBusiness, ClientReport::kStartComplete, "");
 }
 
 // Another front end has attached, or the same one again: bring it up to date.
@@ -129,7 +128,10 @@ void CPortalServer::TerminalRequest(const char* /*source*/, CXMLOpt& document) {
 }
 
 void CPortalServer::TerminalTermRequest(const char* /*source*/, CXMLOpt& document) {
-    m_otherTicket = document.GetValue("P.ticket");
+    {
+        const CLockGuard<GLockObj> guard(m_ticketLock);
+        m_otherTicket = document.GetValue("P.ticket");
+    }
     QueueTask(QuorvaneSvr::terminalTerm, QuorvaneSvr::high, document.GetDoc(nullptr));
 }
 
@@ -141,7 +143,7 @@ void CPortalServer::PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE o
                                         INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) {
     CAutoString body;
     body.Format(kStateReportBody, type, oldState, newState, errorCode, subErrCode.GetBuffer());
-    PostMsg(kBusinessName, kStateReport, body);
+    PostMsg(kPortalBusiness, ClientReport::kNetState, body);
 }
 
 void CPortalServer::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
@@ -149,7 +151,7 @@ void CPortalServer::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE
                                           const char* extra) {
     CAutoString body;
     body.Format(kExtendedReportBody, type, oldState, newState, errorCode, subType, extra);
-    PostMsg(kBusinessName, kStateReport, body);
+    PostMsg(kPortalBusiness, ClientReport::kNetState, body);
 }
 
 void CPortalServer::ServerStatus(int /*code*/) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "ClientOperations.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalServer.h"
@@ -12,8 +13,6 @@ using QuorvaneSvr::TaskItem;
 using QuorvaneSvr::TaskLevel;
 
 namespace {
-
-constexpr int kOneShot = 1;  // type of every timer entry: handlers arm their own repetition
 
 constexpr unsigned kIdleRestMs = 500;               // between two looks at an empty queue
 constexpr long kWorkStopMs = 1000;                  // an invalid wait for CSimpleThread: it fails at once
@@ -79,11 +78,17 @@ void CPortalServer::Work() {
     }
 }
 
+// A number that names no kind of task is like noTask.
+const CPortalServer::TaskKind& CPortalServer::KindOf(TaskItem item) {
+    static_assert(std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1, "one row for each kind");
+    const bool isKnown = item >= QuorvaneSvr::noTask && item <= QuorvaneSvr::trafficStatistics;
+    return kTaskKinds[isKnown ? item : QuorvaneSvr::noTask];
+}
+
 // Runs a task and the steps chained to it.
 void CPortalServer::RunTask(Task& task) {
-    static_assert(std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1, "one row for each kind");
     while (task.curTask != QuorvaneSvr::noTask) {
-        const TaskHandler handler = kTaskKinds[task.curTask].handler;
+        const TaskHandler handler = KindOf(task.curTask).handler;
         if (handler != nullptr && m_pPortalConn != nullptr) {
             (this->*handler)(task);
         }
@@ -103,7 +108,7 @@ void CPortalServer::DoTimeTask(int timeId) {
 
 void CPortalServer::DoTimeTask(int timeId, CAutoString& tag) {
     const auto item = static_cast<TaskItem>(timeId);
-    QueueTask(item, kTaskKinds[item].timerLevel, tag);
+    QueueTask(item, KindOf(item).timerLevel, tag);
 }
 
 void CPortalServer::QueueTask(TaskItem item, TaskLevel level, const char* tag) {
@@ -365,7 +370,7 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
     const int result = m_pPortalConn->TerminalRequestData(terminals);
     if (result != PortalResult::kSuccess) {
         CLog::GetInst()->WriteLog(INFO, "TerminalRequestData request error:ret:%d", result);
-        PostMsg("Portal", "SetTerminalData", nullptr);
+        PostMsg(kPortalBusiness, ClientReport::kTerminalData, nullptr);
         return;
     }
     const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
@@ -373,19 +378,24 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
     self.Format("<host>%s</host><ticket>%s</ticket>", record.hostName.GetBuffer(),
                 record.strTicket.GetBuffer());
     terminals += self;
-    PostMsg("Portal", "SetTerminalData", terminals);
+    PostMsg(kPortalBusiness, ClientReport::kTerminalData, terminals);
     CLog::GetInst()->WriteLog(INFO, "post TERMINAL_RESP param is %s", terminals.GetBuffer());
 }
 
 void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
-    const int result = m_pPortalConn->TerminalTermRequest(m_otherTicket);
+    const int result = m_pPortalConn->TerminalTermRequest(GetOtherTicket());
     if (result == PortalResult::kSuccess) {
         QueueTask(QuorvaneSvr::terminal, QuorvaneSvr::high);
         return;
     }
     CAutoString code;
     code.Format("<code>%d</code>", result);
-    PostMsg("Portal", "TerminalTermReturn", code);
+    PostMsg(kPortalBusiness, ClientReport::kTerminalTerm, code);
+}
+
+CAutoString CPortalServer::GetOtherTicket() {
+    const CLockGuard<GLockObj> guard(m_ticketLock);
+    return m_otherTicket;
 }
 
 void CPortalServer::CheckUnknowNetState(bool start) {
@@ -399,8 +409,11 @@ void CPortalServer::CheckUnknowNetState(bool start) {
 
 void* CPortalServer::CheckUnknowNetStateThread(void* server) {
     auto& self = *static_cast<CPortalServer*>(server);
-    for (int rests = 1; self.m_bCheckUnknowNetState && self.m_pPortalConn != nullptr; ++rests) {
+    for (int rests = 1; self.m_bCheckUnknowNetState; ++rests) {
         Sleep(kUnknownNetRestMs);
+        if (!self.m_bCheckUnknowNetState || self.m_pPortalConn == nullptr) {
+            return nullptr;
+        }
         if (rests % kUnknownNetRests != 0) {
             continue;
         }

@@ -80,9 +80,6 @@ class CZsmHelper {
     // allowed.
     static void FreeZsoFile(__ZsoFile*& module);
 
-  private:
-    CZsmHelper() = default;
-
     int UpdateZsm(char* data, unsigned long length);
     // The container's module, loaded, or null with nothing left behind.
     __ZsoFile* openZsmModule();
@@ -98,11 +95,13 @@ class CZsmHelper {
     static int LzmaUncompress(unsigned char* destination, size_t* destinationLength,
                               const unsigned char* source, size_t* sourceLength,
                               const unsigned char* properties, size_t propertiesSize);
+  private:
+    CZsmHelper() = default;
+
     // Fills `data` and `size` from what follows the container's texts; the stream is restored in place. False
     // when it is not a module's.
     static bool UnpackModule(unsigned char* packed, size_t length, __ZsoFile* module);
 
-    [[maybe_unused]] char m_pDefaultZsm[1024] = {};                // always empty
     char m_pZsm[1024] = {};                                        // path of the container file
     char m_pAlgoId[100] = "00000000-0000-0000-0000-000000000000";  // the last one read
     static CZsmHelper* m_pHelper;

@@ -1,25 +1,72 @@
-// Hands every file of the folders on the command line to the fuzz target once.
+// Runs a fuzz target over every file of a corpus folder: the file, each of its truncations, and random
+// mutations of it. Usage: <target> <folder> [seed]; the seed of the mutations is printed.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <random>
 #include <string>
+#include <vector>
+
+#include "FileUtil.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
-int main(int argc, char** argv) {
-    int replayed = 0;
-    for (int index = 1; index < argc; ++index) {
-        for (const auto& entry : std::filesystem::directory_iterator(argv[index])) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            const std::string input(std::istreambuf_iterator<char>(file), {});
-            printf("%s\n", entry.path().c_str());
-            fflush(stdout);  // names the culprit when the target crashes
-            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.data()), input.size());
-            ++replayed;
+namespace {
+
+constexpr int kMutationsPerFile = 2000;
+constexpr int kChangesPerMutation = 3;
+
+// The copy ends where the text ends, so that a sanitizer sees a read behind it.
+void Run(const std::string& input) {
+    const std::vector<uint8_t> bytes(input.begin(), input.end());
+    (void)LLVMFuzzerTestOneInput(bytes.data(), bytes.size());  // the value is reserved and always 0
+}
+
+std::string Mutate(std::string text, const std::string& donor, std::mt19937& random) {
+    const auto below = [&random](size_t limit) { return limit == 0 ? 0 : random() % limit; };
+    for (int change = 0; change < kChangesPerMutation; ++change) {
+        const size_t at = below(text.size() + 1);
+        switch (below(4)) {
+            case 0: text.erase(at, below(16)); break;
+            case 1: text.insert(at, 1, static_cast<char>(below(256))); break;
+            case 2: text.insert(at, donor, below(donor.size()), below(32)); break;
+            default: text.replace(at, 1, 1, "<>&;/'\"= "[below(9)]); break;
         }
     }
-    // A corpus that is not found must not pass.
-    return replayed > 0 ? 0 : 1;
+    return text;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const unsigned seed =
+        argc > 2 ? static_cast<unsigned>(strtoul(argv[2], nullptr, 10)) : std::random_device()();
+    std::mt19937 random(seed);
+    std::vector<std::string> inputs;
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(argc > 1 ? argv[1] : ".")) {
+        files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());  // a seed means the same on every machine
+    for (const std::filesystem::path& file : files) {
+        if (!CFileUtil::ReadWholeFile(file.c_str(), inputs.emplace_back())) {
+            fprintf(stderr, "%s cannot be read\n", file.c_str());
+            return EXIT_FAILURE;
+        }
+    }
+    printf("seed %u\n", seed);
+    for (size_t index = 0; index < inputs.size(); ++index) {
+        const std::string& input = inputs[index];
+        printf("%s\n", files[index].c_str());
+        fflush(stdout);  // names the culprit when the target ends the process
+        for (size_t length = 0; length <= input.size(); ++length) {
+            Run(input.substr(0, length));
+        }
+        for (int count = 0; count < kMutationsPerFile; ++count) {
+            Run(Mutate(input, inputs[random() % inputs.size()], random));
+        }
+    }
+    return inputs.empty() ? EXIT_FAILURE : EXIT_SUCCESS;
 }

@@ -64,8 +64,8 @@ Report::Report(const std::string& envelope) : text(envelope) {
     target = document.GetValue(kTargetPath).GetText();
     opcode = document.GetValue(kOpcodePath).GetText();
     if (IsState()) {
-        oldState = static_cast<INetConn::ESTATE>(document.GetIntValue(kOldStatePath));
-        newState = static_cast<INetConn::ESTATE>(document.GetIntValue(kNewStatePath));
+        oldState = document.GetIntValue(kOldStatePath);
+        newState = document.GetIntValue(kNewStatePath);
         errorCode = document.GetIntValue(kErrorCodePath);
     }
 }

@@ -21,9 +21,9 @@ struct Report {
     std::string source;
     std::string target;
     std::string opcode;
-    // Of a state report.
-    INetConn::ESTATE oldState = INetConn::ES_NONE;
-    INetConn::ESTATE newState = INetConn::ES_NONE;
+    // Of a state report. Numbers, for the states may be none of INetConn's.
+    int oldState = INetConn::ES_NONE;
+    int newState = INetConn::ES_NONE;
     int errorCode = 0;
 };
 

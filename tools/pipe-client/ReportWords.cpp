@@ -62,7 +62,7 @@ constexpr CodeWord kCodeWords[] = {
 
 constexpr int kPortalErrors = 1000;  // the portal's own codes above StateCode::kPortalErrorBase
 
-std::string StateName(INetConn::ESTATE state) {
+std::string StateName(int state) {
     for (const StateWord& word : kStateWords) {
         if (word.state == state) {
             return word.name;
