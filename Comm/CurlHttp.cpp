@@ -4,12 +4,12 @@
 
 #include "BufferArray.h"
 #include "CurlHandle.h"
+#include "HttpStatus.h"
 
 namespace {
 
 constexpr char kPost[] = "POST";
 constexpr long kPostOn = 12;  // any value but 0 switches POST on
-constexpr long kFirstErrorStatus = 400;
 constexpr char kHttps[] = "https://";
 constexpr char kLineEnd[] = "\r\n";
 
@@ -48,11 +48,21 @@ void PrintFailure(CURLcode code, const char* errorText) {
     }
 }
 
+// Of a record used again. One that does not free its answer has given it to its caller.
+void DropFormerAnswer(CHttpData& data) {
+    if (data.m_bAutoRealease) {
+        data.Release();
+    } else {
+        data.RespHead(nullptr);
+        data.RespData(nullptr);
+    }
+}
+
 int StoreAnswer(CURL* handle, const CBufferArray& head, const CBufferArray& body, CHttpData* data) {
     long status = 0;
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
     data->retCode = static_cast<int32_t>(status);
-    if (status >= kFirstErrorStatus) {
+    if (status >= kStatusFirstError) {
         return CCurlHttp::kRefused;
     }
     data->RespHead(Join(head));
@@ -67,7 +77,7 @@ int CCurlHttp::Perform(CHttpData* data) {
     if (data->szUrl == nullptr || *data->szUrl == '\0') {
         return kNoUrl;
     }
-    data->Release();
+    DropFormerAnswer(*data);
     char errorText[CURL_ERROR_SIZE] = {};
     CBufferArray head;
     CBufferArray body;

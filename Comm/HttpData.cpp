@@ -2,11 +2,9 @@
 
 #include <cstring>
 
-namespace {
+#include "HttpStatus.h"
 
-constexpr int kStatusOk = 200;
-constexpr int kStatusFound = 302;
-constexpr int kStatusSeeOther = 303;
+namespace {
 
 // What a portal page uses to send the browser on, in lower case as the searched text is.
 constexpr char kLocationHeader[] = "location:";

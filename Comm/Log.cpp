@@ -9,7 +9,7 @@
 namespace {
 
 constexpr mode_t kLogFolderMode = 0700;           // the log names the account
-constexpr int kDateBufferSize = 50;               // bytes of the date in the file name
+constexpr int kDateBufferSize = 50;               // bytes of a date
 constexpr char kLineStamp[] = "%m-%d %H:%M:%S ";  // the blank parts stamp and message
 
 bool HasText(const char* text) {
@@ -51,9 +51,10 @@ void CLog::WriteLog(int level, const char* format, ...) {
         return;
     }
     if (length > 0) {
-        getTimeNow(buf, sizeof(buf), kLineStamp);
+        char stamp[kDateBufferSize];
+        getTimeNow(stamp, sizeof(stamp), kLineStamp);
         // A line that cannot be written has nobody to be reported to.
-        (void)WriteFile(buf, strlen(buf));
+        (void)WriteFile(stamp, strlen(stamp));
         (void)WriteFile(message, static_cast<size_t>(length));
         (void)WriteFile("\n", 1);
     }

@@ -126,6 +126,7 @@ MarkupParseResult Parser::Run() {
     if (m_tree.size() == 1) {
         return MarkupParseResult::kNoRoot;
     }
+    m_tree[m_previous].iElemPrev = m_previous;  // the first child knows the last; the root is both
     m_tree[0].nTail = m_gap;
     m_tree[0].nEndTag = m_tree[0].nEnd = Offset(m_end);
     return MarkupParseResult::kParsed;

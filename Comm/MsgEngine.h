@@ -30,6 +30,11 @@ class CMsgEngine {
     // Returns at once; a message that is being handled is still finished.
     void StopMsgEngine();
 
+    // Waits for the next message. False when the engine is stopped; `out` is then untouched.
+    bool GetMessage(CAutoString& out);
+    // The body of the engine's thread.
+    static void* DealMessageThread(void* engine);
+
   protected:
     // Stops the engine and waits until no thread of it is left. Not to be called from DoMessage.
     void WaitMsgEngineEnd();
@@ -42,9 +47,6 @@ class CMsgEngine {
     bool m_Running = false;
 
   private:
-    static void* DealMessageThread(void* engine);
-    // Waits for the next message. False when the engine is stopped; `out` is then untouched.
-    bool GetMessage(CAutoString& out);
     bool HasThread();
     void CountThread(int change);
 };

@@ -21,6 +21,10 @@ time_t AfterInterval(time_t now, long seconds) {
 }  // namespace
 
 CTableTimer::~CTableTimer() {
+    WaitDispatchEnd();
+}
+
+void CTableTimer::WaitDispatchEnd() {
     while (!DispatchTask(false)) {
         Sleep(kEndPollMs);
     }

@@ -31,7 +31,7 @@ class CTableTimer {
     static constexpr int kOneShot = 1;
 
     CTableTimer() = default;
-    // Waits for the thread. A derived class stops it in its own destructor: its callbacks end there.
+    // Waits for the thread.
     virtual ~CTableTimer();
     CTableTimer(const CTableTimer&) = delete;
     CTableTimer& operator=(const CTableTimer&) = delete;
@@ -53,6 +53,11 @@ class CTableTimer {
     // thread was started or has ended; a stop may return while the thread still runs (see
     // CSimpleThread::Stop).
     bool DispatchTask(bool start);
+
+  protected:
+    // Stops the thread and returns when it has ended. A derived class calls it first in its destructor, since
+    // the callbacks use its members.
+    void WaitDispatchEnd();
 
   private:
     using TaskList = std::list<std::unique_ptr<TaskInfo>>;

@@ -26,8 +26,6 @@ class CClientCommand : public CBusiness, public CMsgEngine {
 
     void DoMessage(CAutoString text) override;
     void DefaultDeal(CXMLOpt& document) override;
-
-  private:
     void StartComplete(CXMLOpt& document);
     void DealNetStateMessage(CXMLOpt& document);
     // Reactions to a state. Those to a failure and to the end of the login end the process with status 0.
@@ -37,6 +35,7 @@ class CClientCommand : public CBusiness, public CMsgEngine {
     void DealConnectFailMsg(CXMLOpt& document);
     void DealDisconnectedMsg(CXMLOpt& document);
 
+  private:
     struct Reaction;
     static const Reaction kReactions[];
 

@@ -4,8 +4,7 @@
 
 // The numbers and texts that the portal, the front end and the service agree on, named once.
 
-// Codes of the state reports. A front end shows them to the user and a help desk looks them up, so none is
-// ever reused for something else. docs/codes.md tells what each means to the user.
+// Codes of the state reports. docs/codes.md tells what each means to the user.
 namespace StateCode {
 // Progress and success.
 constexpr int kTicketObtained = 0;
@@ -33,7 +32,7 @@ constexpr int kTicketBodyEmpty = 150106;
 constexpr int kAddressesUnavailable = 150107;
 constexpr int kKeepAliveFailed = 150108;
 constexpr int kDnsNotApplied = 150110;
-constexpr int kLoggedInElsewhere = 150200;
+constexpr int kAccountRefusedWithLastLogin = 150200;
 constexpr int kAccountNotTelephone = 150201;
 // Failures before the portal was reached, or a login that is gone.
 constexpr int kNoTicketUrl = 20010003;
@@ -87,8 +86,7 @@ constexpr int kServerChanged = -99;  // another server of the cluster was chosen
 }  // namespace PortalResult
 
 // Time limits of the requests. libcurl takes them as seconds, which makes them about three and four hours: a
-// request ends with the connection, not with its time limit. The portal's slowest answers were never cut off
-// by the client; shortening the limits would change that.
+// request ends with the connection, not with its time limit. Shorter limits would cut off slow portals.
 namespace RequestTimeOut {
 constexpr uint64_t kStandard = 10000;
 constexpr uint64_t kLogin = 15000;
@@ -101,5 +99,5 @@ inline constexpr char kPortalTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 // Attempts at one request as long as the connection fails.
 constexpr int kRequestAttempts = 2;
 
-// Pause after a report of a step before the login or its failure: front ends show one step after the other.
+// Pause after each report of a step before the login, or of its failure.
 constexpr unsigned kReportRestMs = 500;

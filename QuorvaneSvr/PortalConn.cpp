@@ -120,6 +120,7 @@ int CPortalConn::InitPortalConf() {
 void CPortalConn::InitEnviromment() {}
 
 void CPortalConn::ReloadServerLists() {
+    const CLockGuard<GLockObj> guard(m_serverLock);
     if (m_hashBalance4.Size() == 0 && !m_pPortalConf->m_strServersIPv4.IsEmpty()) {
         m_hashBalance4.SetIpList(m_pPortalConf->m_strServersIPv4.GetText());
     }

@@ -85,9 +85,10 @@ IPortalHost& DefaultPortalHost();
 
 // The client side of the portal's protocol: finds the portal, fetches its configuration, gets a ticket, logs
 // in, keeps the login alive, checks its state and logs out, and reports every change of state to its host.
-// All operations block until the portal has answered and belong to one thread, the work thread; only
-// GetNetState and PostLastNetStateMessage are also called from the message thread, which may thereby see the
-// state of a moment ago. Sources: PortalConn (construction, settings), PortalConnDiscovery,
+// Operations that ask the portal block until it has answered and belong to one thread at a time: the work
+// thread, and whoever shuts the business down after it has ended. Init comes before it starts. The message
+// thread may call GetNetState (it sees the state of a moment ago), ReloadServerLists and
+// PostLastNetStateMessage at any time. Sources: PortalConn (construction, settings), PortalConnDiscovery,
 // PortalConnFailover, PortalConnRequest (the engine that every request passes), PortalConnLogin,
 // PortalConnLogout, PortalConnKeepAlive and PortalConnReport.
 class CPortalConn : public INetConn {
@@ -230,6 +231,7 @@ class CPortalConn : public INetConn {
     void ReportPortalError(ESTATE oldState, ESTATE newState, const Exchange& exchange);
     void ReportAccountRefused(const Exchange& exchange);
     int FinishLogout();
+    void RestoreDNS();
     int JudgeLogoutFailure(const Exchange& exchange);
 
     // Keep-alive and state check.
@@ -253,12 +255,16 @@ class CPortalConn : public INetConn {
     CAutoString m_configXML;
     CAutoString m_strDNS1;  // pushed by the portal; once applied, the servers that stood there before
     CAutoString m_strDNS2;
+    bool m_bDnsApplied = false;    // the former servers are waiting here to be written back
     UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
     UINT m_lastOffline = 0;
-    int m_keepRetry = 0;  // failed pulses still tolerated
+    int m_keepRetry = 0;     // failed pulses still tolerated
+    int m_replacements = 0;  // of the algorithm module, in a row
     CAutoString m_DisasterUrl;
     int m_nServerState = 1;  // 0 after a server error
     ESTATE m_eState = ES_NONE;
+    // The last report; guarded by m_reportLock.
+    MutexLock m_reportLock;
     ESTATE m_lastState = ES_NONE;
     ESTATE m_lastOldState = ES_NONE;
     int m_lastErrorcode = 0;
@@ -267,6 +273,8 @@ class CPortalConn : public INetConn {
     CAutoString m_lastSubType;
     CAutoString m_lastExtern;
     CAuthConfig* m_pPortalConf = nullptr;
+    // The server lists, these and the record's texts of them; guarded by m_serverLock.
+    MutexLock m_serverLock;
     HashBalance m_hashBalance4;
     HashBalance m_hashBalance6;
 };

@@ -1,9 +1,9 @@
 // First stage of every login: is there a portal, where does it lead us, and what does it want?
-#include <cstring>
 #include <iterator>
 
 #include "CurlHttp.h"
 #include "HttpHelper.h"
+#include "HttpStatus.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
@@ -15,7 +15,7 @@ constexpr char kProbeHead[] =
     "Connection:close\r\nUser-Agent:%s\r\n"
     "Accept:text/html,text/xml,application/xhtml+xml,application/x-javascript,*/*";
 
-// The portal's own page, as opposed to the pages that lead to it. Only this one has equal servers.
+// The portal's own page, as opposed to the pages that lead to it. Only this one is moved to another server.
 constexpr char kPortalPage[] = "index.cgi";
 
 // Headers of the school network, the record's field and the settings key of each.
@@ -42,19 +42,10 @@ constexpr AccessParameter kAccessParameters[] = {
     {"wlanacip", &CAuthConfig::wlancip},
 };
 
-// A portal may send us round in a circle, and the number of hops has no limit, since campuses differ. No real
-// chain has this many hops: from here on each next one waits, so that a circle neither burns a core nor fills
-// the disk with log lines until the portal is mended.
+// The number of hops has no limit, and a portal may send us round in a circle. From this many hops on each
+// next one waits, so that a circle neither burns a core nor fills the disk with log lines.
 constexpr int kHopsWithoutRest = 200;
 constexpr unsigned kHopRestMs = 30 * 1000;
-
-constexpr int kServerErrorFirst = 500;
-constexpr int kServerErrorLast = 599;
-constexpr int kNoUrl = -1;  // the exchange's result for an empty address
-
-bool IsServerError(int code) {
-    return code >= kServerErrorFirst && code <= kServerErrorLast;
-}
 
 bool IsPortalPage(const CAutoString& url) {
     return url.Find(kPortalPage) >= 0;
@@ -194,7 +185,7 @@ int CPortalConn::RequestConfig(int report) {
 
 // Only a server error leaves a way on: the configuration of the last time, if recovery allows it.
 bool CPortalConn::GoOnAfterFailedProbe(int failure, int report) {
-    if (failure == kNoUrl) {
+    if (failure == CCurlHttp::kNoUrl) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kNoProbeUrl, "");
         return false;
     }
@@ -241,6 +232,7 @@ void CPortalConn::StoreConfig() {
 
 // The list is stored as it was before this configuration; the new one reaches the settings the next time.
 void CPortalConn::StoreServerList() {
+    const CLockGuard<GLockObj> guard(m_serverLock);
     CAuthConfig& record = *m_pPortalConf;
     const bool isIPv6 = record.m_afType == kIPv6Family;
     CAutoString& known = isIPv6 ? record.m_strServersIPv6 : record.m_strServersIPv4;

@@ -8,6 +8,7 @@ int CPortalConn::GetNewServerIP(CAutoString& url) {
     if (CHttpHelper::ParseIP(url, oldAddress) == 0 || oldAddress.IsEmpty()) {
         return 0;
     }
+    const CLockGuard<GLockObj> guard(m_serverLock);
     // The key is this client's own address: each client has its own first choice, which spreads the load.
     const bool useIPv6 = m_pPortalConf->m_afType == kIPv6Family && !m_pPortalConf->ip6.IsEmpty();
     HashBalance& balance = useIPv6 ? m_hashBalance6 : m_hashBalance4;

@@ -58,7 +58,7 @@ int CPortalConn::JudgePulseFailure(const Exchange& exchange) {
         NetStateChange(ES_CONNECTED, ES_DISCONNECTED, PortalError::kLoginEnded, "");
         return PortalResult::kLoginEnded;
     }
-    if (m_keepRetry != 0) {
+    if (m_keepRetry > 0) {
         --m_keepRetry;
         return PortalResult::kNegative;
     }

@@ -1,5 +1,7 @@
 // From the ticket to the login.
+#include <algorithm>
 #include <cerrno>
+#include <limits>
 
 #include "ClientOperations.h"
 #include "InfoCenter.h"
@@ -13,8 +15,8 @@ namespace {
 constexpr char kLastLoginHeader[] = "Last-Login";
 constexpr char kLoginErrorType[] = "ConnError";
 
-// "Please log in to the broadband with your mobile number" in GBK, as it is read on the machines of the
-// campus.
+// "Please log in to the broadband with your mobile number" in GBK like everything that the
+// portal sends.
 constexpr char kUseTelephoneNumber[] =
     "\xc7\xeb\xca\xb9\xd3\xc3\xca\xd6\xbb\xfa\xba\xc5\xc2\xeb\xd7\xf7\xce\xaa\xbf\xed\xb4\xf8\xb5\xc7\xc2\xbc"
     "\xd5\xcb\xba\xc5";
@@ -28,6 +30,14 @@ constexpr int kPortalConnection = 1;  // connection type after a login
 // The portal's numbers of seconds; below 0 there is no time to wait.
 uint64_t ToSeconds(int number) {
     return number > 0 ? static_cast<uint64_t>(number) : 0;
+}
+
+// The portal's numbers are not bounded; a report's code and the count of failures are.
+constexpr int kMostRetries = std::numeric_limits<int>::max() - 1;
+
+int CodeOfPortalError(unsigned long error) {
+    const int64_t code = StateCode::kPortalErrorBase + static_cast<int64_t>(error);
+    return static_cast<int>(std::min<int64_t>(code, std::numeric_limits<int>::max()));
 }
 
 }  // namespace
@@ -198,18 +208,17 @@ int CPortalConn::JudgeLoginFailure(const Exchange& exchange) {
 }
 
 void CPortalConn::ReportPortalError(ESTATE oldState, ESTATE newState, const Exchange& exchange) {
-    const int code = StateCode::kPortalErrorBase + static_cast<int>(exchange.code);
-    NetStateChange(oldState, newState, code, exchange.subCode);
+    NetStateChange(oldState, newState, CodeOfPortalError(exchange.code), exchange.subCode);
 }
 
-// The portal refuses an account for more than one reason; the user is told the likeliest.
+// What the user is told of a refused account depends on what the portal knows of it and how it looks.
 void CPortalConn::ReportAccountRefused(const Exchange& exchange) {
     CLog::GetInst()->WriteLog(INFO, "auth resopnse err is 105");
     CLog::GetInst()->WriteLog(INFO, "%s", exchange.answer.RespHead());
     const CAutoString lastLogin = exchange.answer.GetHeadAttri(kLastLoginHeader);
     if (!lastLogin.IsEmpty()) {
-        PostNetStateMessageEx(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kLoggedInElsewhere, kLoginErrorType,
-                              lastLogin);
+        PostNetStateMessageEx(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin,
+                              kLoginErrorType, lastLogin);
         return;
     }
     const CAutoString& account = m_pPortalConf->userName;
@@ -233,7 +242,7 @@ int CPortalConn::TakeLogin(const CHttpData& answer) {
         return PortalResult::kFailure;
     }
     // A new login is forgiven one failed pulse more than a standing one.
-    m_keepRetry = m_pPortalConf->iKeepRetry + 1;
+    m_keepRetry = std::min(m_pPortalConf->iKeepRetry, kMostRetries) + 1;
     m_ConnnectType = kPortalConnection;
     NetStateChange(ES_CONNECTING, ES_CONNECTED, StateCode::kSuccess, "");
     return PortalResult::kSuccess;
@@ -285,11 +294,14 @@ int CPortalConn::SetDNS(CAutoString& xml) {
     if (!markup.SetDoc(xml) || !markup.FindElem("domain-config")) {
         return -1;
     }
+    RestoreDNS();  // or the servers of an earlier push would be taken for the user's own
     m_strDNS1 = markup.FindChildElem("dns1") ? markup.GetChildData() : CAutoString();
     markup.ResetChildPos();
     m_strDNS2 = markup.FindChildElem("dns2") ? markup.GetChildData() : CAutoString();
     if (m_strDNS1.IsEmpty() && m_strDNS2.IsEmpty()) {
         return -1;
     }
-    return m_host.SetDNS(m_strDNS1, m_strDNS2);
+    const int result = m_host.SetDNS(m_strDNS1, m_strDNS2);
+    m_bDnsApplied = result == 0;
+    return result;
 }

@@ -1,6 +1,4 @@
 // Logging out, this terminal or another one of the same user.
-#include <ctime>
-
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
@@ -14,7 +12,7 @@ constexpr char kTerminalData[] = "<response>";
 int CPortalConn::DisConnect(const char* reason) {
     CLog::GetInst()->WriteLog(INFO, "DisConnect For %s", reason);
     // The address decides, not the text. The work loop hands on a copy, so the log-out of a recorded login
-    // sends no such report, and front ends do not expect one.
+    // sends no such report.
     if (reason == LogoutReason::kRecordedLogin) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTING, StateCode::kRecordedLogoutStarted, "");
         SetConnCfg(0);
@@ -37,7 +35,7 @@ int CPortalConn::JudgeLogoutFailure(const Exchange& exchange) {
     switch (exchange.result) {
         case PortalResult::kRepeat: return exchange.result;
         case PortalResult::kFailure:
-            // Not reported: the user wanted to leave, and the portal ends a login that sends no pulses.
+            // Not reported to the front end.
             CLog::GetInst()->WriteLog(INFO, "term http err is :%d", static_cast<int>(exchange.code));
             return PortalResult::kFailure;
         case PortalResult::kIntercepted:
@@ -59,11 +57,16 @@ int CPortalConn::JudgeLogoutFailure(const Exchange& exchange) {
 int CPortalConn::FinishLogout() {
     SetConnCfg(0);
     m_lastOffline = ProcessorSeconds();
-    if (!m_pPortalConf->m_strDNS.IsEmpty()) {
-        (void)m_host.SetDNS(m_strDNS1, m_strDNS2);  // the log-out stands, whatever becomes of the file
-    }
+    RestoreDNS();
     NetStateChange(ES_DISCONNECTING, ES_DISCONNECTED, StateCode::kSuccess, "");
     return PortalResult::kSuccess;
+}
+
+void CPortalConn::RestoreDNS() {
+    if (m_bDnsApplied) {
+        (void)m_host.SetDNS(m_strDNS1, m_strDNS2);  // nothing can be done about a file that is gone
+        m_bDnsApplied = false;
+    }
 }
 
 void CPortalConn::Destroy() {

@@ -52,32 +52,40 @@ void CPortalConn::NetStateChange(ESTATE oldState, ESTATE newState, int code, CAu
 }
 
 void CPortalConn::PostNetStateMessage(ESTATE oldState, ESTATE newState, int code, CAutoString subCode) {
-    m_lastErrType = kPlainReport;
-    m_lastState = newState;
-    m_lastOldState = oldState;
-    m_lastErrorcode = code;
-    m_lastSubErrCode = subCode;
+    {
+        const CLockGuard<GLockObj> guard(m_reportLock);
+        m_lastErrType = kPlainReport;
+        m_lastState = newState;
+        m_lastOldState = oldState;
+        m_lastErrorcode = code;
+        m_lastSubErrCode = subCode;
+    }
     m_host.PostNetStateMessage(ET_PORTAL, oldState, newState, code, subCode);
 }
 
 void CPortalConn::PostNetStateMessageEx(ESTATE oldState, ESTATE newState, int code, const char* type,
                                         const char* extra) {
-    m_lastErrType = kExtendedReport;
-    m_lastState = newState;
-    m_lastOldState = oldState;
-    m_lastErrorcode = code;
-    m_lastSubType = type;
-    m_lastExtern = extra;
+    {
+        const CLockGuard<GLockObj> guard(m_reportLock);
+        m_lastErrType = kExtendedReport;
+        m_lastState = newState;
+        m_lastOldState = oldState;
+        m_lastErrorcode = code;
+        m_lastSubType = type;
+        m_lastExtern = extra;
+    }
     m_host.PostNetStateMessageEx(ET_PORTAL, oldState, newState, code, type, extra);
 }
 
+// The lock is held while posting, too: a report that comes in meanwhile is posted after this repetition, so
+// the front end ends up with the newer one.
 void CPortalConn::PostLastNetStateMessage() {
+    const CLockGuard<GLockObj> guard(m_reportLock);
     if (m_lastErrType == kPlainReport) {
-        PostNetStateMessage(m_lastOldState, m_lastState, m_lastErrorcode, m_lastSubErrCode);
+        m_host.PostNetStateMessage(ET_PORTAL, m_lastOldState, m_lastState, m_lastErrorcode, m_lastSubErrCode);
     } else if (m_lastErrType == kExtendedReport) {
-        const CAutoString type = m_lastSubType;
-        const CAutoString extra = m_lastExtern;
-        PostNetStateMessageEx(m_lastOldState, m_lastState, m_lastErrorcode, type, extra);
+        m_host.PostNetStateMessageEx(ET_PORTAL, m_lastOldState, m_lastState, m_lastErrorcode, m_lastSubType,
+                                     m_lastExtern);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "CurlHttp.h"
+#include "HttpStatus.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
@@ -12,25 +13,20 @@ using QuorvaneSvr::TaskItem;
 
 namespace {
 
-constexpr int kStatusOk = 200;
-constexpr int kStatusFound = 302;
-constexpr int kStatusSeeOther = 303;
-constexpr int kServerErrorFirst = 500;
-constexpr int kServerErrorLast = 599;
-
 constexpr char kErrorCodeHeader[] = "Error-Code";
 constexpr char kSubErrorHeader[] = "Sub-Error";
 constexpr char kServerTagHeader[] = "Server-Tag";
 
-// A module that could not be stored twice in one request will not be stored the third time either.
+// So often one request tries to store a new module.
 constexpr int kUpdateAttempts = 2;
+
+// The step is repeated with every new module, without a limit. A portal that sends one after the other must
+// not burn a core or fill the disk with log lines.
+constexpr int kReplacementsWithoutRest = 10;
+constexpr unsigned kReplacementRestMs = 30 * 1000;
 
 // None of the request engine's results: the same request is to be sent again.
 constexpr int kSendAgain = 0;
-
-bool IsServerError(int failure) {
-    return failure >= kServerErrorFirst && failure <= kServerErrorLast;
-}
 
 }  // namespace
 
@@ -140,6 +136,7 @@ int CPortalConn::JudgeInterception(TaskItem item, const char* url) {
 }
 
 int CPortalConn::JudgeErrorCode(int error, const CAutoString& subCode) {
+    m_replacements = 0;
     if (error == PortalError::kNone) {
         return PortalResult::kSuccess;
     }
@@ -155,6 +152,9 @@ int CPortalConn::ReplaceAlgorithm(TaskItem item, CHttpData* data, int& failures)
     if (UpdateAlgoid(data) == 1) {
         CLog::GetInst()->WriteLog(INFO, "update algoid success");
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTING, StateCode::kAlgorithmUpdated, "");
+        if (++m_replacements > kReplacementsWithoutRest) {
+            Sleep(kReplacementRestMs);
+        }
         return PortalResult::kRepeat;
     }
     CLog::GetInst()->WriteLog(INFO, "update algoid fail");

@@ -3,6 +3,7 @@
 
 #include <iconv.h>
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -91,9 +92,11 @@ void AppendHeader(CAutoString& head, const char* name, const char* value) {
 }  // namespace
 
 int CPortalParser::Init() {
-    char modulePath[1024];
-    CSimpleFile::GetModulePath(modulePath, sizeof(modulePath));
-    return CZsmHelper::GetInst()->Init(CAutoString(modulePath) + kModuleFile, nullptr, 0);
+    char folder[PATH_MAX];
+    CSimpleFile::GetModulePath(folder, sizeof(folder));
+    // Without the folder's name the file would be looked for, and written, in the root folder.
+    const CAutoString path = folder[0] != '\0' ? CAutoString(folder) + kModuleFile : CAutoString();
+    return CZsmHelper::GetInst()->Init(path, nullptr, 0);
 }
 
 void CPortalParser::Release() {
@@ -269,7 +272,8 @@ int CPortalParser::PackData(CAutoMemory<char>* payload, unsigned char tag1, unsi
     if (frame == nullptr) {
         return -1;
     }
-    const auto length = static_cast<uint16_t>(payload != nullptr ? payload->GetMemorySize() : 0);
+    const bool hasPayload = payload != nullptr && payload->m_p != nullptr;
+    const auto length = static_cast<uint16_t>(hasPayload ? payload->GetMemorySize() : 0);
     char* bytes = frame->Alloc(kFrameHeaderSize + length);
     memcpy(bytes, &length, sizeof(length));
     bytes[sizeof(length)] = static_cast<char>(tag1);
@@ -282,7 +286,7 @@ int CPortalParser::PackData(CAutoMemory<char>* payload, unsigned char tag1, unsi
 
 int CPortalParser::UnpackData(char* frame, unsigned long /*length*/, unsigned char& tag1, unsigned char& tag2,
                               CAutoMemory<char>* payload) {
-    if (frame == nullptr) {
+    if (frame == nullptr || payload == nullptr) {
         return -1;
     }
     uint16_t length = 0;

@@ -160,7 +160,7 @@ int NumberBetween(const CAutoString& text, const char* opening, const char* clos
 
 }  // namespace
 
-// A page whose closing marker is missing was cut off on its way; half a configuration is none.
+// A page without the closing marker carries no configuration: there is no telling where it would end.
 int CPortalParser::GetConfigWithString(CAutoString page, CAutoString& config) {
     const int opening = page.Find(kConfigOpening);
     if (opening < 0) {

@@ -8,6 +8,8 @@ namespace {
 
 constexpr char kSignature[] = "NetModule";
 
+constexpr unsigned kEndPollMs = 10;
+
 constexpr char kStateReportBody[] =
     "<type>%d</type><oldState>%d</oldState><newState>%d</newState><ErrorCode>%d</ErrorCode>"
     "<subErrCode>%s</subErrCode><subType></subType><extern></extern>";
@@ -48,8 +50,12 @@ CPortalServer* CPortalServer::GetInst() {
 
 CPortalServer::CPortalServer() = default;
 
+// Both threads end before the members that they use.
 CPortalServer::~CPortalServer() {
-    DispatchTask(false);  // before the members that its callbacks use
+    WaitDispatchEnd();
+    while (!m_threadWork.Stop(0, false)) {
+        Sleep(kEndPollMs);
+    }
     delete m_pPortalConn;
 }
 
@@ -82,8 +88,8 @@ void CPortalServer::Start(const char* /*source*/, CXMLOpt& /*document*/) {
         return;
     }
     m_pPortalConn = new CPortalConn(*this);
-    m_pPortalConn->Init();
-    DispatchTask(true);
+    (void)m_pPortalConn->Init();  // a module loader that does not start leaves the fallback text
+    (void)DispatchTask(true);     // a timer that still runs goes on
     Work(1);
     PostMsg(kPortalBusiness, ClientReport::kStartComplete, "");
 }
@@ -122,7 +128,10 @@ void CPortalServer::TerminalRequest(const char* /*source*/, CXMLOpt& document) {
 }
 
 void CPortalServer::TerminalTermRequest(const char* /*source*/, CXMLOpt& document) {
-    m_otherTicket = document.GetValue("P.ticket");
+    {
+        const CLockGuard<GLockObj> guard(m_ticketLock);
+        m_otherTicket = document.GetValue("P.ticket");
+    }
     QueueTask(QuorvaneSvr::terminalTerm, QuorvaneSvr::high, document.GetDoc(nullptr));
 }
 

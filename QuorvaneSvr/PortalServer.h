@@ -12,6 +12,8 @@
 #include "TableTimer.h"
 #include "TaskMgr.h"
 #include "WiFiSharedValidate.h"
+#include "guard.h"
+#include "ptlock.h"
 
 // The business "Portal". Its client operations (message thread, or the console client's thread) only queue
 // tasks, arm timers or start and stop threads; the work thread takes the tasks one by one and drives the
@@ -70,24 +72,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     int NetworkTrafficStatistics(tag_STATISTICS_TYPE type);
     int CheckWiFiShare(const char* againstList);
 
-  private:
-    using TaskHandler = void (CPortalServer::*)(QuorvaneSvr::Task& task);
-    struct TaskKind;
-    static const TaskKind kTaskKinds[];
-
-    void DoTimeTask(int timeId) override;
-    void DoTimeTask(int timeId, CAutoString& tag) override;
-
-    static void* WorkThread(void* server);
-    static void* CheckUnknowNetStateThread(void* server);
-    void Work();
-    void RunTask(QuorvaneSvr::Task& task);
-    void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
-                   const char* tag = "");
-    void ArmTask(QuorvaneSvr::TaskItem item, bool atOnce, long delaySeconds, bool replace,
-                 const CAutoString& tag = CAutoString());
-
-    // One handler for each kind of task.
+    // One handler for each kind of task; they belong to the work thread.
     void checkNet(QuorvaneSvr::Task& task);
     void checkUnknowNet(QuorvaneSvr::Task& task);
     void reqConfig(QuorvaneSvr::Task& task);
@@ -102,11 +87,35 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void TerminalTermRequestFun(QuorvaneSvr::Task& task);
     void trafficStatistics(QuorvaneSvr::Task& task);
 
+  private:
+    using TaskHandler = void (CPortalServer::*)(QuorvaneSvr::Task& task);
+    struct TaskKind;
+    static const TaskKind kTaskKinds[];
+    static const TaskKind& KindOf(QuorvaneSvr::TaskItem item);
+    struct StatisticsSettings {
+        CAutoString url;  // empty when the portal asked for none
+        int64_t intervalSeconds;
+    };
+
+    void DoTimeTask(int timeId) override;
+    void DoTimeTask(int timeId, CAutoString& tag) override;
+
+    static void* WorkThread(void* server);
+    static void* CheckUnknowNetStateThread(void* server);
+    void Work();
+    void RunTask(QuorvaneSvr::Task& task);
+    void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
+                   const char* tag = "");
+    void ArmTask(QuorvaneSvr::TaskItem item, bool atOnce, long delaySeconds, bool replace,
+                 const CAutoString& tag = CAutoString());
+
     void TellState();
     bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();
     void ReadStatisticsSettings();
+    StatisticsSettings GetStatisticsSettings();
+    CAutoString GetOtherTicket();
     void ReportPreConnectFail(int code);
 
     static CPortalServer* m_pPortalServer;
@@ -123,5 +132,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     QuorvaneSvr::CTaskMgr m_taskMgr;
     bool m_bWorking = true;
     CSimpleThread m_threadWork;
-    CAutoString m_otherTicket;
+    MutexLock m_ticketLock;
+    CAutoString m_otherTicket;   // guarded by m_ticketLock
+    MutexLock m_statisticsLock;  // guards the record's address and interval of the statistics
 };

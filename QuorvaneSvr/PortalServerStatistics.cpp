@@ -1,8 +1,10 @@
 // Traffic statistics of a login, and the log-out that runs through their final report.
 #include <cerrno>
 #include <cstdlib>
+#include <string>
 
 #include "Log.h"
+#include "Markup.h"
 #include "PortalServer.h"
 
 using QuorvaneSvr::Task;
@@ -20,15 +22,14 @@ CAutoString MakeStatisticsTag(tag_STATISTICS_TYPE type, const CAutoString& next)
     return tag.GetDoc();
 }
 
-// False, with `seconds` untouched, when the number is negative or does not fit.
-bool ReadSeconds(const CAutoString& text, int64_t& seconds) {
+// Leaves `seconds` untouched when the text is no number, or one that is negative or does not fit.
+void ReadSeconds(const CAutoString& text, int64_t& seconds) {
     errno = 0;
-    const long long number = strtoll(text, nullptr, 10);
-    if (errno == ERANGE || number < 0) {
-        return false;
+    char* end = nullptr;
+    const long long number = strtoll(text, &end, 10);
+    if (errno == 0 && end != text.GetBuffer() && number >= 0) {
+        seconds = number;
     }
-    seconds = number;
-    return true;
 }
 
 }  // namespace
@@ -45,16 +46,16 @@ int CPortalServer::NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& n
     if (type == LOGIN) {
         ReadStatisticsSettings();
     }
-    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    const StatisticsSettings settings = GetStatisticsSettings();
     CLog::GetInst()->WriteLog(INFO, "[CPortalServer::NetworkTraffic] trafficStatisticsURL is :%s",
-                              record.trafficStatisticsURL.GetBuffer());
-    if (record.trafficStatisticsURL.IsEmpty()) {
+                              settings.url.GetBuffer());
+    if (settings.url.IsEmpty()) {
         return -1;
     }
     const CAutoString tag = MakeStatisticsTag(type, next);
     if (type == TIMING) {
-        ArmTask(QuorvaneSvr::trafficStatistics, false, static_cast<long>(record.trafficStatisticsInterval),
-                false, tag);
+        ArmTask(QuorvaneSvr::trafficStatistics, false, static_cast<long>(settings.intervalSeconds), false,
+                tag);
     } else {
         ArmTask(QuorvaneSvr::trafficStatistics, true, 0, true, tag);
     }
@@ -63,15 +64,21 @@ int CPortalServer::NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& n
 
 void CPortalServer::ReadStatisticsSettings() {
     CAuthConfig& record = *m_pPortalConn->GetPortalConf();
-    record.trafficStatisticsURL.Empty();
     const auto setting = record.funCfg.find(kStatisticsSetting);
     CMarkup element;
-    if (setting == record.funCfg.end() || !element.SetDoc(setting->second) || !element.FindElem() ||
-        atoi(element.GetAttrib("enable")) != 1) {
-        return;
+    const bool isEnabled = setting != record.funCfg.end() && element.SetDoc(setting->second) &&
+                           element.FindElem() && atoi(element.GetAttrib("enable")) == 1;
+    const CLockGuard<GLockObj> guard(m_statisticsLock);
+    record.trafficStatisticsURL = isEnabled ? element.GetAttrib("url") : CAutoString();
+    if (isEnabled) {
+        ReadSeconds(element.GetAttrib("interval"), record.trafficStatisticsInterval);
     }
-    (void)ReadSeconds(element.GetAttrib("interval"), record.trafficStatisticsInterval);
-    record.trafficStatisticsURL = element.GetAttrib("url");
+}
+
+CPortalServer::StatisticsSettings CPortalServer::GetStatisticsSettings() {
+    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    const CLockGuard<GLockObj> guard(m_statisticsLock);
+    return {record.trafficStatisticsURL, record.trafficStatisticsInterval};
 }
 
 void CPortalServer::trafficStatistics(Task& task) {

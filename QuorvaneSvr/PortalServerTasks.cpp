@@ -14,8 +14,6 @@ using QuorvaneSvr::TaskLevel;
 
 namespace {
 
-constexpr int kOneShot = 1;  // type of every timer entry: handlers arm their own repetition
-
 constexpr unsigned kIdleRestMs = 500;               // between two looks at an empty queue
 constexpr long kWorkStopMs = 1000;                  // an invalid wait for CSimpleThread: it fails at once
 constexpr long kUnknownNetStopMs = 2000;            // likewise
@@ -80,11 +78,17 @@ void CPortalServer::Work() {
     }
 }
 
+// A number that names no kind of task is like noTask.
+const CPortalServer::TaskKind& CPortalServer::KindOf(TaskItem item) {
+    static_assert(std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1, "one row for each kind");
+    const bool isKnown = item >= QuorvaneSvr::noTask && item <= QuorvaneSvr::trafficStatistics;
+    return kTaskKinds[isKnown ? item : QuorvaneSvr::noTask];
+}
+
 // Runs a task and the steps chained to it.
 void CPortalServer::RunTask(Task& task) {
-    static_assert(std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1, "one row for each kind");
     while (task.curTask != QuorvaneSvr::noTask) {
-        const TaskHandler handler = kTaskKinds[task.curTask].handler;
+        const TaskHandler handler = KindOf(task.curTask).handler;
         if (handler != nullptr && m_pPortalConn != nullptr) {
             (this->*handler)(task);
         }
@@ -104,7 +108,7 @@ void CPortalServer::DoTimeTask(int timeId) {
 
 void CPortalServer::DoTimeTask(int timeId, CAutoString& tag) {
     const auto item = static_cast<TaskItem>(timeId);
-    QueueTask(item, kTaskKinds[item].timerLevel, tag);
+    QueueTask(item, KindOf(item).timerLevel, tag);
 }
 
 void CPortalServer::QueueTask(TaskItem item, TaskLevel level, const char* tag) {
@@ -379,7 +383,7 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
 }
 
 void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
-    const int result = m_pPortalConn->TerminalTermRequest(m_otherTicket);
+    const int result = m_pPortalConn->TerminalTermRequest(GetOtherTicket());
     if (result == PortalResult::kSuccess) {
         QueueTask(QuorvaneSvr::terminal, QuorvaneSvr::high);
         return;
@@ -387,6 +391,11 @@ void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
     CAutoString code;
     code.Format("<code>%d</code>", result);
     PostMsg(kPortalBusiness, ClientReport::kTerminalTerm, code);
+}
+
+CAutoString CPortalServer::GetOtherTicket() {
+    const CLockGuard<GLockObj> guard(m_ticketLock);
+    return m_otherTicket;
 }
 
 void CPortalServer::CheckUnknowNetState(bool start) {
@@ -400,8 +409,11 @@ void CPortalServer::CheckUnknowNetState(bool start) {
 
 void* CPortalServer::CheckUnknowNetStateThread(void* server) {
     auto& self = *static_cast<CPortalServer*>(server);
-    for (int rests = 1; self.m_bCheckUnknowNetState && self.m_pPortalConn != nullptr; ++rests) {
+    for (int rests = 1; self.m_bCheckUnknowNetState; ++rests) {
         Sleep(kUnknownNetRestMs);
+        if (!self.m_bCheckUnknowNetState || self.m_pPortalConn == nullptr) {
+            return nullptr;
+        }
         if (rests % kUnknownNetRests != 0) {
             continue;
         }

@@ -28,10 +28,10 @@ class CServer final : public IPipeCallback, public IServer {
     void RegisterBusiness(const char* name, IBusiness* business) override;
     void PostMessage(const char* text) override;
     CInfoCenter* GetInfoCenter() override;
-
-  private:
+    // Tells every business that the link to the front end has ended with `code`.
     void ServerStatus(int code);
 
+  private:
     // Before the pipe, so that it is still there when the pipe's message thread handles its last envelope.
     std::map<CAutoString, IBusiness*> m_BusinessMap;
     CPipeService m_pipeSvr;

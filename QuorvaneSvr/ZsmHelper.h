@@ -32,9 +32,9 @@ using ZsmPPCB = void (*)(const char* unused, const char* text, __ZsoDecodeInfo* 
 // what is posted to the portal and decodes what it answers. Nothing stays open or loaded between two
 // operations, so that the container which Update writes is the one that the next operation uses.
 //
-// Belongs to the portal work thread: every operation but Init happens there, and Init before that thread
-// runs. The guards over m_zsmLock therefore take no lock (GNothing); two operations at the same time would
-// write each other's temporary file, "protect.so" in the working directory.
+// Belongs to the portal work thread and to whoever shuts the business down after it: Init comes before that
+// thread runs. The guards over m_zsmLock therefore take no lock (GNothing); two operations at the same time
+// would write each other's temporary file, "protect.so" in the working directory.
 //
 // A module must leave memory at dlclose. One that pins itself (a GNU-unique symbol, "nodelete") is found
 // again under the name of the temporary file, and its successor is not seen before the service restarts.
@@ -80,9 +80,6 @@ class CZsmHelper {
     // allowed.
     static void FreeZsoFile(__ZsoFile*& module);
 
-  private:
-    CZsmHelper() = default;
-
     int UpdateZsm(char* data, unsigned long length);
     // The container's module, loaded, or null with nothing left behind.
     __ZsoFile* openZsmModule();
@@ -98,11 +95,14 @@ class CZsmHelper {
     static int LzmaUncompress(unsigned char* destination, size_t* destinationLength,
                               const unsigned char* source, size_t* sourceLength,
                               const unsigned char* properties, size_t propertiesSize);
+
+  private:
+    CZsmHelper() = default;
+
     // Fills `data` and `size` from what follows the container's texts; the stream is restored in place. False
     // when it is not a module's.
     static bool UnpackModule(unsigned char* packed, size_t length, __ZsoFile* module);
 
-    [[maybe_unused]] char m_pDefaultZsm[1024] = {};                // always empty
     char m_pZsm[1024] = {};                                        // path of the container file
     char m_pAlgoId[100] = "00000000-0000-0000-0000-000000000000";  // the last one read
     static CZsmHelper* m_pHelper;

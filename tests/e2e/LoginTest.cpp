@@ -133,8 +133,8 @@ TEST_F(Login, RefusedPasswordIsReportedByWhatThePortalKnows) {
         {"a login elsewhere",
          "student",
          {{"Last-Login", "2026-03-14 21:40:02"}},
-         {INetConn::ES_CONNECTING, INetConn::ES_CONNECTFAIL, StateCode::kLoggedInElsewhere, "", "ConnError",
-          "2026-03-14 21:40:02"}},
+         {INetConn::ES_CONNECTING, INetConn::ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin, "",
+          "ConnError", "2026-03-14 21:40:02"}},
     };
     GetReady();
     for (const auto& row : rows) {
