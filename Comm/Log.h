@@ -5,9 +5,9 @@
 // How urgent a log line is; a line is written when its level is at most the logger's.
 enum LEVEL { ERROR = 0, WARN = 1, NOTICE = 2, INFO = 3, DEBUG = 4 };
 
-// The process-wide log file. It exists before main runs. No lock is taken: the parts of lines that two threads
-// write at the same moment may mix. Each line is "month-day hour:minute:second message" without a year; the
-// year is in the file name.
+// The process-wide log file. It exists before main runs. No lock is taken: the parts of lines that two
+// threads write at the same moment may mix. Each line is "month-day hour:minute:second message" without a
+// year; the year is in the file name.
 class CLog : public CSimpleFile {
   public:
     static CLog* GetInst() { return m_pLog; }

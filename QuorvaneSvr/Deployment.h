@@ -2,8 +2,8 @@
 
 // What differs from one campus to the next. The build overrides each with the CMake option of the same name.
 
-// Asked by the network check over IPv4; the portal answers it with a redirect to its own pages. A fixed address
-// of the access network.
+// Asked by the network check over IPv4; the portal answers it with a redirect to its own pages. A fixed
+// address of the access network.
 #ifndef QUORVANE_PROBE_URL
 #define QUORVANE_PROBE_URL "http://10.255.255.254/forward.cgi"
 #endif

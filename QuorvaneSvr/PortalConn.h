@@ -255,7 +255,7 @@ class CPortalConn : public INetConn {
     CAutoString m_configXML;
     CAutoString m_strDNS1;  // pushed by the portal; once applied, the servers that stood there before
     CAutoString m_strDNS2;
-    bool m_bDnsApplied = false;  // the former servers are waiting here to be written back
+    bool m_bDnsApplied = false;    // the former servers are waiting here to be written back
     UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
     UINT m_lastOffline = 0;
     int m_keepRetry = 0;     // failed pulses still tolerated

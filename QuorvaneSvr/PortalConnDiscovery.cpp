@@ -42,8 +42,8 @@ constexpr AccessParameter kAccessParameters[] = {
     {"wlanacip", &CAuthConfig::wlancip},
 };
 
-// The number of hops has no limit, and a portal may send us round in a circle. From this many hops on each next
-// one waits, so that a circle neither burns a core nor fills the disk with log lines.
+// The number of hops has no limit, and a portal may send us round in a circle. From this many hops on each
+// next one waits, so that a circle neither burns a core nor fills the disk with log lines.
 constexpr int kHopsWithoutRest = 200;
 constexpr unsigned kHopRestMs = 30 * 1000;
 

@@ -217,8 +217,8 @@ void CPortalConn::ReportAccountRefused(const Exchange& exchange) {
     CLog::GetInst()->WriteLog(INFO, "%s", exchange.answer.RespHead());
     const CAutoString lastLogin = exchange.answer.GetHeadAttri(kLastLoginHeader);
     if (!lastLogin.IsEmpty()) {
-        PostNetStateMessageEx(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin, kLoginErrorType,
-                              lastLogin);
+        PostNetStateMessageEx(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin,
+                              kLoginErrorType, lastLogin);
         return;
     }
     const CAutoString& account = m_pPortalConf->userName;

@@ -155,8 +155,8 @@ class CPortalParser {
                     size_t* outLength);
 
     // Framing of module data: 16-bit little-endian length, two tag bytes, payload. Longer payloads are cut to
-    // their length modulo 65536. 0, or -1 when `frame` (or the payload to fill) is null. UnpackData trusts the frame's own length, so
-    // it is given whole frames only.
+    // their length modulo 65536. 0, or -1 when `frame` (or the payload to fill) is null. UnpackData trusts
+    // the frame's own length, so it is given whole frames only.
     int PackData(CAutoMemory<char>* payload, unsigned char tag1, unsigned char tag2,
                  CAutoMemory<char>* frame);
     int UnpackData(char* frame, unsigned long length, unsigned char& tag1, unsigned char& tag2,

@@ -32,9 +32,9 @@ using ZsmPPCB = void (*)(const char* unused, const char* text, __ZsoDecodeInfo* 
 // what is posted to the portal and decodes what it answers. Nothing stays open or loaded between two
 // operations, so that the container which Update writes is the one that the next operation uses.
 //
-// Belongs to the portal work thread: every operation but Init happens there, and Init before that thread
-// runs. The guards over m_zsmLock therefore take no lock (GNothing); two operations at the same time would
-// write each other's temporary file, "protect.so" in the working directory.
+// Belongs to the portal work thread and to whoever shuts the business down after it: Init comes before that
+// thread runs. The guards over m_zsmLock therefore take no lock (GNothing); two operations at the same time
+// would write each other's temporary file, "protect.so" in the working directory.
 //
 // A module must leave memory at dlclose. One that pins itself (a GNU-unique symbol, "nodelete") is found
 // again under the name of the temporary file, and its successor is not seen before the service restarts.
@@ -95,6 +95,7 @@ class CZsmHelper {
     static int LzmaUncompress(unsigned char* destination, size_t* destinationLength,
                               const unsigned char* source, size_t* sourceLength,
                               const unsigned char* properties, size_t propertiesSize);
+
   private:
     CZsmHelper() = default;
 

@@ -50,7 +50,7 @@ constexpr CodeWord kCodeWords[] = {
     {StateCode::kAddressesUnavailable, "the adapter has no address"},
     {StateCode::kKeepAliveFailed, "the keep-alive failed"},
     {StateCode::kDnsNotApplied, "the name servers could not be written"},
-    {StateCode::kLoggedInElsewhere, "logged in elsewhere"},
+    {StateCode::kAccountRefusedWithLastLogin, "logged in elsewhere"},
     {StateCode::kAccountNotTelephone, "the account is no telephone number"},
     {StateCode::kNoTicketUrl, "no address to ask for a ticket"},
     {StateCode::kLoginGone, "the login is gone"},
