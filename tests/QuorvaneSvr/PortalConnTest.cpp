@@ -394,9 +394,13 @@ TEST(Login, PushedServersAreAppliedAndTheFormerOnesComeBackAtTheLogOut) {
     portal.LogIn();
     EXPECT_EQ(portal.host.resolver1, "10.7.7.1");
     EXPECT_EQ(portal.host.resolver2, "10.7.7.2");
+    ASSERT_EQ(portal.engine.CheckConnectState(1), 1);  // pushes them once more
+    EXPECT_EQ(portal.host.resolver1, "10.7.7.1");
     ASSERT_EQ(portal.engine.DisConnect("1"), 1);
     EXPECT_EQ(portal.host.resolver1, "10.1.1.1");
     EXPECT_EQ(portal.host.resolver2, "10.1.1.2");
+    ASSERT_EQ(portal.engine.DisConnect("1"), 1);  // nothing is left to write back
+    EXPECT_EQ(portal.host.resolver1, "10.1.1.1");
 }
 
 TEST(Login, FailsOnlyWhenTheResolverFileMayNotBeWritten) {
