@@ -569,6 +569,10 @@ TEST(LogOut, SendsTheReasonAndEndsTheLogin) {
 
 TEST(LogOut, JudgesEachAnswer) {
     const Outcome kRows[] = {
+        {"largest code",
+         Answer::Error(2147483647),
+         -1,
+         {{State::ES_CONNECTING, State::ES_CONNECTFAIL, 2147483647, "", ""}}},
         {"already logged out",
          Answer::Error(13),
          1,
