@@ -110,6 +110,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
                  const CAutoString& tag = CAutoString());
 
     void TellState();
+    void ReportNoAddress();
     bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();

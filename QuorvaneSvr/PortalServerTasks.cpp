@@ -143,18 +143,11 @@ void CPortalServer::checkNet(Task& /*task*/) {
     CLog::GetInst()->WriteLog(INFO, "check net status start");
     m_pPortalConn->NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING,
                                   StateCode::kCheckStarted, "");
-    if (!HasAdapter()) {
-        CLog::GetInst()->WriteLog(INFO, "no valid net card");
-        ReportPreConnectFail(StateCode::kNoAdapter);
-        m_bPortalEnv = 0;
-        m_pPortalConn->ExitPrepare();
-        return;
-    }
     CAutoString ip4;
     CAutoString ip6;
     CAutoString mac;
     if (GetIpAndMac(ip4, ip6, mac) != 1) {
-        ReportPreConnectFail(StateCode::kAddressesUnavailable);
+        ReportNoAddress();
         return;
     }
     CAuthConfig& record = *m_pPortalConn->GetPortalConf();
@@ -163,6 +156,19 @@ void CPortalServer::checkNet(Task& /*task*/) {
     record.mac = mac;
     m_pPortalConn->SetServerIp();
     FollowNetCheck(m_pPortalConn->RequestConfig(0));
+}
+
+// Without addresses there may be no adapter either. Only now is that asked for: the commands behind it take
+// longer than everything else that a network check does by itself.
+void CPortalServer::ReportNoAddress() {
+    if (HasAdapter()) {
+        ReportPreConnectFail(StateCode::kAddressesUnavailable);
+        return;
+    }
+    CLog::GetInst()->WriteLog(INFO, "no valid net card");
+    ReportPreConnectFail(StateCode::kNoAdapter);
+    m_bPortalEnv = 0;
+    m_pPortalConn->ExitPrepare();
 }
 
 bool CPortalServer::HasAdapter() {
