@@ -111,6 +111,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     void TellState();
     void ReportNoAddress();
+    void NoteAddressFamily(int family);
     bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();

@@ -204,22 +204,28 @@ void CPortalServer::FollowNetCheck(int result) {
 }
 
 int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
-    int& family = m_pPortalConn->GetPortalConf()->m_afType;
-    family = kNoAddressFamily;
+    NoteAddressFamily(kNoAddressFamily);
     CAdapterCard card;
     CAutoString name;
     if (card.GetActiveCardName(name) < 0 && card.GetActiveInterfaceNameIPv6(name) == -1) {
         return -1;
     }
     if (card.GetIpAndMac(name, ip4, mac) >= 0) {
-        family = kIPv4Family;
+        NoteAddressFamily(kIPv4Family);
         return 1;
     }
     if (card.GetIPAddress(kIPv6Family, name, ip6) == -1) {
         return -1;
     }
-    family = kIPv6Family;
+    NoteAddressFamily(kIPv6Family);
     return 1;
+}
+
+// An engine that is not this business's own may ask for addresses, too; it has a record of its own.
+void CPortalServer::NoteAddressFamily(int family) {
+    if (m_pPortalConn != nullptr) {
+        m_pPortalConn->GetPortalConf()->m_afType = family;
+    }
 }
 
 int CPortalServer::SetDNS(CAutoString& dns1, CAutoString& dns2) {
