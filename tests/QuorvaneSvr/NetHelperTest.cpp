@@ -70,8 +70,6 @@ TEST_F(NetHelper, PushesServersAndPutsTheFormerOnesBack) {
         {"two servers", "nameserver 9.9.9.9\nnameserver 8.8.4.4\noptions timeout:1\n",
          FIRST SECOND "options timeout:1\n", "9.9.9.9 8.8.4.4",
          "nameserver 9.9.9.9\nnameserver 8.8.4.4\noptions timeout:1\n"},
-        {"one server takes one", "# mine\nnameserver 9.9.9.9\n", "# mine\n" FIRST, "9.9.9.9 ",
-         "# mine\nnameserver 9.9.9.9\n"},
         {"the third server goes", "nameserver 9.9.9.9\nnameserver 8.8.4.4\nnameserver 1.1.1.1\n",
          FIRST SECOND, "9.9.9.9 8.8.4.4", "nameserver 9.9.9.9\nnameserver 8.8.4.4\n"},
         {"tabs and an IPv6 server", "nameserver\t2001:db8::1\t# lab\nnameserver  9.9.9.9", FIRST SECOND,
@@ -88,16 +86,9 @@ TEST_F(NetHelper, PushesServersAndPutsTheFormerOnesBack) {
          "# resolvconf\nnameserver 127.0.1.1\nsearch campus.example\n",
          "# resolvconf\nnameserver 127.0.1.1\n" FIRST SECOND "search campus.example\n", " ",
          "# resolvconf\nnameserver 127.0.1.1\n"},
-        {"the server behind the forwarder is replaced",
-         "nameserver 127.0.1.1\nnameserver ::1\nnameserver 9.9.9.9\nnameserver 8.8.4.4\n",
-         "nameserver 127.0.1.1\nnameserver ::1\n" FIRST SECOND, "9.9.9.9 8.8.4.4",
-         "nameserver 127.0.1.1\nnameserver ::1\nnameserver 9.9.9.9\nnameserver 8.8.4.4\n"},
-        {"two servers cost the search line", "nameserver 9.9.9.9\nnameserver 8.8.4.4\nsearch campus.example",
-         FIRST SECOND, "9.9.9.9 8.8.4.4", "nameserver 9.9.9.9\nnameserver 8.8.4.4\n"},
         {"no line end before the end", "nameserver 9.9.9.9\nsearch campus.example",
          FIRST SECOND "search campus.example", "9.9.9.9 ", "nameserver 9.9.9.9\n"},
         {"neither servers nor search", "options rotate", "options rotate", " ", "options rotate"},
-        {"a server line without address", "nameserver\n", FIRST, " ", ""},
         {"empty", "", "", " ", ""},
     };
     for (const auto& row : rows) {
@@ -120,10 +111,8 @@ TEST_F(NetHelper, WritesOnlyValidServers) {
         const char* content;
     } rows[] = {
         {"only the first", kFirst, "", FIRST "# end\n"},
-        {"only the second", "", kSecond, SECOND "# end\n"},
         {"first invalid", "10.0.0.1", kSecond, SECOND "# end\n"},
         {"both invalid", "10.0.0.1", "portal.example", "# end\n"},
-        {"a line break behind", "1.2.3.4\n# x", "", "# end\n"},
         {"a line break between", "1.2.\n3.4", "", "# end\n"},
         {"a line break before", "\n1.2.3.4", "::1\n#", "# end\n"},
     };
