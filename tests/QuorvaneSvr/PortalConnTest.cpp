@@ -305,8 +305,7 @@ TEST(Reports, StepsOfANewAttemptDoNotPullAStandingLoginBack) {
 
 TEST(Reports, TheLastOneIsRepeatedInItsOwnForm) {
     PortalFixture portal;
-    portal.engine.PostLastNetStateMessage();
-    EXPECT_THAT(portal.host.reports, IsEmpty());
+    portal.engine.PostLastNetStateMessage();  // there is none yet
     portal.engine.NetStateChange(State::ES_CONNECTING, State::ES_CONNECTFAIL, 140105, "2");
     portal.engine.PostLastNetStateMessage();
     portal.engine.PostError(State::ES_CONNECTFAIL, 150102, static_cast<unsigned long>(-4), 1);
@@ -339,17 +338,6 @@ TEST(Settings, KeepWhatTheNextRunStartsFrom) {
         EXPECT_EQ(CInfoCenter::GetInst()->GetLocalValue(row.key), row.value) << row.key;
     }
     EXPECT_EQ(record.m_strServersIPv4, scenario.servers.c_str());
-}
-
-TEST(Settings, OfAnEarlierRunAreTheFirstDefaults) {
-    PortalFixture portal({},
-                         "<ticket>T</ticket><keepRetry>4</keepRetry><wlanacip>10.3.3.3</wlanacip>"
-                         "<defaultAuth>0</defaultAuth>");
-    const CAuthConfig& record = portal.Record();
-    EXPECT_EQ(record.strTicket, "T");
-    EXPECT_EQ(record.iKeepRetry, 4);
-    EXPECT_EQ(record.wlancip, "10.3.3.3");
-    EXPECT_EQ(record.nDefaultAuth, 1);
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include "ServiceProcess.h"
 #include "TemporaryFolder.h"
 #include "WaitUntil.h"
+#include "comm.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 namespace {
@@ -42,6 +44,8 @@ TEST_F(QuorvaneSvrTest, ServesAFrontEndUntilReadingFails) {
     EXPECT_EQ(0, service.WaitForExit());
     close(fromService);
     EXPECT_EQ("", service.Output());
+    EXPECT_THAT(m_folder.Read(("Log/" + CommFunc::GetLocalTime("%Y%m%d_Info.log")).GetText()),
+                AllOf(HasSubstr(" client disconnect -1\n"), HasSubstr(" CPortalServer::ServerStatus\n")));
     EXPECT_FALSE(m_folder.Has("serverpipe"));
     EXPECT_THAT(m_folder.Read("conf/conf.xml"),
                 HasSubstr("<PID>" + std::to_string(service.Pid()) + "\n</PID>"));
