@@ -1,14 +1,22 @@
 #include "ClientCommand.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "PortalFixture.h"
+#include "PortalServer.h"
+#include "Sandbox.h"
+#include "Server.h"
 #include "TemporaryFolder.h"
+#include "WaitUntil.h"
+
+using namespace portal_sim;
 
 namespace {
 
@@ -19,26 +27,47 @@ std::string State(int state, const std::string& more = "") {
            "</P></M>";
 }
 
-// Shows the messages to the client of a new process, whose output lands in "out". Answers its exit status.
-int Show(const std::vector<std::string>& messages) {
-    (void)fflush(stdout);
-    const pid_t child = fork();
-    if (child == 0) {
-        if (freopen("out", "w", stdout) == nullptr) {
-            _exit(1);
-        }
-        for (const std::string& message : messages) {
-            CClientCommand::GetInst()->DoMessage(message);
-        }
-        (void)fflush(stdout);
-        _exit(kGoesOn);
+// Shows the messages to the client and ends the process, unless the client does. The output goes to standard
+// error, where the test looks.
+void Show(const std::vector<std::string>& messages) {
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    for (const std::string& message : messages) {
+        CClientCommand::GetInst()->DoMessage(message);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    (void)fflush(stdout);
+    _exit(kGoesOn);
+}
+
+// Logs in, hears once more that a login is possible, and ends the process with whether only one was sent.
+void LogInOnTheConsole() {
+    Scenario scenario;
+    scenario.password = "p&w";
+    PortalFixture portal(scenario);
+    CServer server;
+    CPortalServer& service = *CPortalServer::GetInst();
+    service.SetInfoCenter(CInfoCenter::GetInst());
+    service.InitService(&server);
+    CClientCommand& client = *CClientCommand::GetInst();
+    client.SetUserInfo(scenario.account, "p&amp;w");
+    client.Start();
+    bool isOnce = WaitUntil([&] { return !portal.sim.LoggedInTicket().empty(); });
+    client.DoMessage(State(31));
+    CXMLOpt behindIt;  // queued at the level of a login
+    service.TerminalRequest("client", behindIt);
+    isOnce = isOnce && portal.sim.WaitForRequest(Endpoint::Query) &&
+             portal.sim.Requests(Endpoint::Login).size() == 1;
+    _exit(isOnce ? kGoesOn : 1);
 }
 
 }  // namespace
+
+TEST(ClientCommand, SendsTheCredentialsOnceAndAsTyped) {
+    SKIP_OUTSIDE_SANDBOX();
+    const TemporaryFolder folder;  // removes what the process leaves behind
+    setenv("TMPDIR", folder.Path().c_str(), 1);
+    EXPECT_EXIT(LogInOnTheConsole(), testing::ExitedWithCode(kGoesOn), "");
+    unsetenv("TMPDIR");
+}
 
 TEST(ClientCommand, PrintsOutcomesAndEndsTheProcess) {
     const std::string failure = "<ErrorCode>140105</ErrorCode><subErrCode>%s11</subErrCode>";
@@ -65,8 +94,6 @@ TEST(ClientCommand, PrintsOutcomesAndEndsTheProcess) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        TemporaryFolder folder;
-        EXPECT_EQ(row.status, Show(row.messages));
-        EXPECT_EQ(row.output, folder.Read("out"));
+        EXPECT_EXIT(Show(row.messages), testing::ExitedWithCode(row.status), testing::Eq(row.output));
     }
 }

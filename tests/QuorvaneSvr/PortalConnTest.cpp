@@ -126,16 +126,6 @@ TEST(Discovery, SchoolHeadersCountOnlyTogether) {
     EXPECT_EQ(portal.Record().domain, "");
 }
 
-TEST(Discovery, ReportsAFailedProbeOnlyWhenAsked) {
-    PortalFixture portal;
-    portal.sim.Stop();
-    EXPECT_EQ(portal.engine.RequestConfig(0), -1);
-    EXPECT_THAT(portal.host.reports, IsEmpty());
-    EXPECT_EQ(portal.engine.RequestConfig(1), -1);
-    EXPECT_THAT(portal.host.reports,
-                ElementsAre(Report{State::ES_NONE, State::ES_PRECONNECTFAIL, 150101, "-4", "HttpError"}));
-}
-
 TEST(Discovery, MovesThePortalPageToEveryServerOfTheClusterOnce) {
     PortalFixture portal({}, "<serverCluster>a.invalid,b.invalid</serverCluster>");
     CAutoString url = "http://old.example:8080/index.cgi?back=http://old.example:8080/";
