@@ -30,8 +30,10 @@ TEST_F(InfoCenter, AValueOfThisRunKeepsWhatItWasGivenFirst) {
     store->SetValue("k", "b");
     EXPECT_EQ("a", store->GetValue("k"));
     store->SetGlobalValue("k", "c");
+    store->SetGlobalValue("shared", "d");
     store->SynchroGlobalValue();
     EXPECT_EQ("a", store->GetValue("k"));
+    EXPECT_EQ("d", store->GetValue("shared"));
 }
 
 TEST_F(InfoCenter, SettingsAreSavedAtOnceAndReadOnce) {

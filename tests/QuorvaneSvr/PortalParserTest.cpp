@@ -169,20 +169,4 @@ TEST_F(PortalParser, AnswersBecomeGb18030UnlessTheyAreNotUtf8) {
     EXPECT_EQ(parser.DecodePostResponseData(Answer("\xf0\x9f\x98\x80")), "\x94\x39\xfc\x36");
 }
 
-TEST_F(PortalParser, FramesCarryAtMostSixteenBitsOfLength) {
-    constexpr unsigned kCarried = 70000 % 65536;
-    CAutoMemory<char> payload(70000);
-    memset(payload.m_p, 'x', payload.GetMemorySize());
-    CAutoMemory<char> frame;
-    ASSERT_EQ(parser.PackData(&payload, 7, 9, &frame), 0);
-    ASSERT_EQ(frame.GetMemorySize(), kCarried + 4);
-    EXPECT_EQ(std::string(frame.m_p, 6), "\x70\x11\x07\x09xx");
-    unsigned char tag1 = 0;
-    unsigned char tag2 = 0;
-    CAutoMemory<char> unpacked;
-    ASSERT_EQ(parser.UnpackData(frame.m_p, frame.GetMemorySize(), tag1, tag2, &unpacked), 0);
-    EXPECT_EQ(tag1 + 10 * tag2, 97);
-    EXPECT_EQ(unpacked.GetMemorySize(), kCarried);
-}
-
 }  // namespace

@@ -21,25 +21,17 @@ class Business : public IBusiness {
     std::string m_received;
 };
 
-class ServerTest : public testing::Test {
-  protected:
-    ServerTest() {
-        CLog::GetInst()->Create("", "Info.log", "");
-        CLog::GetInst()->SetLevel(DEBUG);
-        m_server.RegisterBusiness("Portal", &m_portal);
-        m_server.RegisterBusiness("Other", &m_other);
-    }
-    ~ServerTest() override { CLog::GetInst()->CloseFile(); }
-
-    TemporaryFolder m_folder;
-    Business m_portal;
-    Business m_other;
-    CServer m_server;
-};
-
 }  // namespace
 
-TEST_F(ServerTest, RoutesByTargetAndLogsAllButLogins) {
+TEST(Server, RoutesByTargetAndLogsAllButLogins) {
+    const TemporaryFolder folder;
+    CLog::GetInst()->Create("", "Info.log", "");
+    CLog::GetInst()->SetLevel(DEBUG);
+    CServer server;
+    Business portal;
+    Business other;
+    server.RegisterBusiness("Portal", &portal);
+    server.RegisterBusiness("Other", &other);
     const struct {
         const char* what;
         std::string envelope;
@@ -55,14 +47,15 @@ TEST_F(ServerTest, RoutesByTargetAndLogsAllButLogins) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        m_portal.m_received.clear();
-        const std::string logged = m_folder.Read("Info.log");
-        m_server.DoWorkOnPipe(row.envelope);
-        EXPECT_EQ(row.arrives ? row.envelope : "", m_portal.m_received);
-        EXPECT_EQ(row.isLogged, m_folder.Read("Info.log") != logged);
+        portal.m_received.clear();
+        const std::string logged = folder.Read("Info.log");
+        server.DoWorkOnPipe(row.envelope);
+        EXPECT_EQ(row.arrives ? row.envelope : "", portal.m_received);
+        EXPECT_EQ(row.isLogged, folder.Read("Info.log") != logged);
         if (row.isLogged) {
-            EXPECT_THAT(m_folder.Read("Info.log"), HasSubstr(row.envelope + "\n"));
+            EXPECT_THAT(folder.Read("Info.log"), HasSubstr(row.envelope + "\n"));
         }
     }
-    EXPECT_EQ("", m_other.m_received);
+    EXPECT_EQ("", other.m_received);
+    CLog::GetInst()->CloseFile();
 }
