@@ -43,6 +43,42 @@ void CopyModeAndOwner(const char* path, int descriptor) {
     }
 }
 
+// Writes the content beside the file and puts it in the file's place.
+bool Exchange(const std::string& target, const std::string& content) {
+    std::string temporary = target + ".XXXXXX";
+    const int descriptor = mkostemp(&temporary[0], O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    (void)fchmod(descriptor, kNewFileMode);
+    CopyModeAndOwner(target.c_str(), descriptor);
+    // Not forced to the disk: a login saves dozens of settings, and waiting for the disk each time would cost
+    // it more than all its exchanges with the portal.
+    bool done = WriteAll(descriptor, content);
+    done = close(descriptor) == 0 && done;
+    done = done && rename(temporary.c_str(), target.c_str()) == 0;
+    if (!done) {
+        const int failure = errno;
+        (void)unlink(temporary.c_str());  // the first failure is the one to report
+        errno = failure;
+    }
+    return done;
+}
+
+bool MayOnlyBeWrittenOver(int failure) {
+    return failure == EBUSY || failure == EXDEV || failure == EACCES || failure == EPERM || failure == EROFS;
+}
+
+bool WriteOver(const std::string& target, const std::string& content) {
+    const int descriptor = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    const bool written =
+        WriteAll(descriptor, content) && ftruncate(descriptor, static_cast<off_t>(content.size())) == 0;
+    return close(descriptor) == 0 && written;
+}
+
 }  // namespace
 
 bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
@@ -71,22 +107,5 @@ bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
 
 bool CFileUtil::ReplaceFile(const char* path, const std::string& content) {
     const std::string target = ResolveLink(path);
-    std::string temporary = target + ".XXXXXX";
-    const int descriptor = mkostemp(&temporary[0], O_CLOEXEC);
-    if (descriptor < 0) {
-        return false;
-    }
-    (void)fchmod(descriptor, kNewFileMode);
-    CopyModeAndOwner(target.c_str(), descriptor);
-    // Not forced to the disk: a login saves dozens of settings, and waiting for the disk each time would cost
-    // it more than all its exchanges with the portal.
-    bool done = WriteAll(descriptor, content);
-    done = close(descriptor) == 0 && done;
-    done = done && rename(temporary.c_str(), target.c_str()) == 0;
-    if (!done) {
-        const int failure = errno;
-        (void)unlink(temporary.c_str());  // the first failure is the one to report
-        errno = failure;
-    }
-    return done;
+    return Exchange(target, content) || (MayOnlyBeWrittenOver(errno) && WriteOver(target, content));
 }

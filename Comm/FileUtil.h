@@ -18,8 +18,9 @@ class CFileUtil {
   public:
     // Reads the file at `path` into `content`; a folder is refused. `content` is untouched on failure.
     static bool ReadWholeFile(const char* path, std::string& content);
-    // Replaces the content of `path` so that a reader, or the end of this process at any moment, leaves or
-    // meets either the old or the new content as a whole. Keeps the file's mode and owner and follows a
-    // symbolic link to its target.
+    // Replaces the content of `path`: at any moment a reader, or the end of this process, meets either the
+    // old or the new content as a whole. Keeps the file's mode and owner and follows a symbolic link to a
+    // file that exists. Only where the file cannot be exchanged for another (it is a mount point, or the
+    // folder may not be written) its content is written over in place.
     static bool ReplaceFile(const char* path, const std::string& content);
 };

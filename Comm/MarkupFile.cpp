@@ -140,9 +140,12 @@ bool IsBelievable(std::string_view converted) {
 }  // namespace
 
 bool CMarkup::Load(const char* file) {
+    if (IsStreamed()) {
+        return false;
+    }
     std::string bytes;
     m_nDocFlags &= ~kByteOrderFlags;
-    const bool read = !IsStreamed() && file != nullptr && CFileUtil::ReadWholeFile(file, bytes);
+    const bool read = file != nullptr && CFileUtil::ReadWholeFile(file, bytes);
     const ByteOrderMark* const mark = FindMark(bytes);
     std::string text;
     if (mark != nullptr) {

@@ -240,11 +240,13 @@ bool CNetHelper::IsValidIpv6Char(const char* address) {
     return address[strspn(address, "0123456789abcdefABCDEF:")] == '\0';
 }
 
-// Two colons are the least, in "::1"; eight groups have seven between them.
+// Eight groups have seven colons between them. "::" stands for groups that are left out; at an end it has one
+// colon more than the group that it stands for.
 bool CNetHelper::IsValidNumColon(const char* address) {
     const std::string_view text = address;
-    const bool loneAtStart = text[0] == ':' && text[1] != ':';
-    const bool loneAtEnd = EndsWith(text, ":") && !EndsWith(text, "::");
+    const bool gapAtEnd = text.substr(0, 2) == "::" || EndsWith(text, "::");
+    const bool loneAtEnd = (text[0] == ':' || EndsWith(text, ":")) && !gapAtEnd;
+    const bool hasGap = text.find("::") != std::string_view::npos;
     const auto colons = std::count(text.begin(), text.end(), ':');
-    return colons >= 2 && colons <= 7 && !loneAtStart && !loneAtEnd;
+    return colons <= (gapAtEnd ? 8 : 7) && colons >= (hasGap ? 2 : 7) && !loneAtEnd;
 }

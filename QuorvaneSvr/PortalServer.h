@@ -110,6 +110,8 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
                  const CAutoString& tag = CAutoString());
 
     void TellState();
+    void ReportNoAddress();
+    void NoteAddressFamily(int family);
     bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();

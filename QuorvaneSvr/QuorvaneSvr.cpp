@@ -70,6 +70,14 @@ void ServePipe(CServer& server) {
     (void)server.DoWork();  // always 0
 }
 
+// The console client and the portal business may still post through the server, so it is not destroyed; the
+// end of the process closes what it has open.
+[[noreturn]] void EndBesideThreads() {
+    (void)unlink(kOutgoingPipe);  // as the server does at its end; it may be gone
+    (void)fflush(stdout);
+    std::_Exit(EXIT_SUCCESS);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -86,5 +94,8 @@ int main(int argc, char** argv) {
     }
     server.RegisterBusiness(kPortalBusiness, CPortalServer::GetInst());
     ServePipe(server);
+    if (CClientCommand::IsStarted()) {
+        EndBesideThreads();
+    }
     return 0;
 }

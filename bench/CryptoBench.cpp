@@ -66,9 +66,9 @@ void EncryptAes(benchmark::State& state) {
     }
 }
 
-BENCHMARK(DigestBare)->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
-BENCHMARK(DigestMd5)->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
-BENCHMARK(EncryptBare)->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
-BENCHMARK(EncryptAes)->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
+BENCHMARK(DigestBare)->Name("Md5<Evp>")->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
+BENCHMARK(DigestMd5)->Name("Md5<Own>")->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
+BENCHMARK(EncryptBare)->Name("AesCbc<Evp>")->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
+BENCHMARK(EncryptAes)->Name("AesCbc<Own>")->Arg(kSmallest)->Arg(kUsual)->Arg(kLargest);
 
 }  // namespace

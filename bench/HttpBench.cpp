@@ -115,9 +115,17 @@ void Post(benchmark::State& state, Exchange exchange) {
 }
 
 // libcurl's work is on this thread, the server's on others, hence the wall clock.
-BENCHMARK_CAPTURE(Get, bare, BareExchange)->Arg(kSmallest)->Arg(kLargest)->UseRealTime();
-BENCHMARK_CAPTURE(Get, perform, PerformedExchange)->Arg(kSmallest)->Arg(kLargest)->UseRealTime();
-BENCHMARK_CAPTURE(Post, bare, BareExchange)->Arg(kSmallest)->Arg(kLargest)->UseRealTime();
-BENCHMARK_CAPTURE(Post, perform, PerformedExchange)->Arg(kSmallest)->Arg(kLargest)->UseRealTime();
+BENCHMARK_CAPTURE(Get, bare, BareExchange)->Name("Get<Bare>")->Arg(kSmallest)->Arg(kLargest)->UseRealTime();
+BENCHMARK_CAPTURE(Get, perform, PerformedExchange)
+    ->Name("Get<Own>")
+    ->Arg(kSmallest)
+    ->Arg(kLargest)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(Post, bare, BareExchange)->Name("Post<Bare>")->Arg(kSmallest)->Arg(kLargest)->UseRealTime();
+BENCHMARK_CAPTURE(Post, perform, PerformedExchange)
+    ->Name("Post<Own>")
+    ->Arg(kSmallest)
+    ->Arg(kLargest)
+    ->UseRealTime();
 
 }  // namespace

@@ -1,13 +1,11 @@
-// One whole Code call with a module of 100 KB, next to its bare steps. The two run by turns, so that a change
-// of the machine's speed meets both alike; "overhead" is the ratio of the two medians.
+// One whole Code call with a module of 100 KB, next to its bare steps.
 #include <LzmaDec.h>
+#include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,7 +23,6 @@
 namespace {
 
 constexpr size_t kModuleSize = 100 * 1024;
-constexpr int kRounds = 400;
 constexpr char kContainer[] = "zxmAlogic.zxm";
 constexpr char kBareContainer[] = "bare.bin";
 constexpr char kBareModule[] = "bare.so";
@@ -133,30 +130,31 @@ void RunBare(const Layout& layout) {
     unlink(kBareModule);
 }
 
-template <typename Action>
-double Microseconds(Action action) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
-}
+// The container is in the working directory and the service's module is the one in it, as long as this lives.
+class Setting {
+  public:
+    Setting() : m_layout(WriteContainers(m_folder)) { CZsmHelper::GetInst()->Init(kContainer, nullptr, 0); }
+    const Layout& Bare() const { return m_layout; }
 
-double Median(std::vector<double> times) {
-    std::nth_element(times.begin(), times.begin() + kRounds / 2, times.end());
-    return times[kRounds / 2];
+  private:
+    TemporaryFolder m_folder;
+    const Layout m_layout;
+};
+
+void ModuleCallOwn(benchmark::State& state) {
+    const Setting setting;
+    for (auto _ : state) {
+        CallService();
+    }
 }
+BENCHMARK(ModuleCallOwn)->Name("ModuleCall<Own>");
+
+void ModuleCallBare(benchmark::State& state) {
+    const Setting setting;
+    for (auto _ : state) {
+        RunBare(setting.Bare());
+    }
+}
+BENCHMARK(ModuleCallBare)->Name("ModuleCall<Bare>");
 
 }  // namespace
-
-int main() {
-    const TemporaryFolder folder;
-    const Layout layout = WriteContainers(folder);
-    CZsmHelper::GetInst()->Init(kContainer, nullptr, 0);
-    std::vector<double> service;
-    std::vector<double> bare;
-    for (int round = 0; round < kRounds; ++round) {
-        service.push_back(Microseconds(CallService));
-        bare.push_back(Microseconds([&layout] { RunBare(layout); }));
-    }
-    printf("Code call: %8.1f us\nbare steps: %7.1f us\noverhead:  %8.3f\n", Median(service), Median(bare),
-           Median(service) / Median(bare));
-}

@@ -70,8 +70,6 @@ TEST_F(NetHelper, PushesServersAndPutsTheFormerOnesBack) {
         {"two servers", "nameserver 9.9.9.9\nnameserver 8.8.4.4\noptions timeout:1\n",
          FIRST SECOND "options timeout:1\n", "9.9.9.9 8.8.4.4",
          "nameserver 9.9.9.9\nnameserver 8.8.4.4\noptions timeout:1\n"},
-        {"one server takes one", "# mine\nnameserver 9.9.9.9\n", "# mine\n" FIRST, "9.9.9.9 ",
-         "# mine\nnameserver 9.9.9.9\n"},
         {"the third server goes", "nameserver 9.9.9.9\nnameserver 8.8.4.4\nnameserver 1.1.1.1\n",
          FIRST SECOND, "9.9.9.9 8.8.4.4", "nameserver 9.9.9.9\nnameserver 8.8.4.4\n"},
         {"tabs and an IPv6 server", "nameserver\t2001:db8::1\t# lab\nnameserver  9.9.9.9", FIRST SECOND,
@@ -84,21 +82,10 @@ TEST_F(NetHelper, PushesServersAndPutsTheFormerOnesBack) {
          "# stub\nnameserver 127.0.0.53\noptions edns0 trust-ad\nsearch campus.example\n",
          "# stub\n" FIRST "options edns0 trust-ad\n" SECOND "search campus.example\n", "127.0.0.53 ",
          "# stub\noptions edns0 trust-ad\n"},
-        {"resolvconf: the local forwarder stays",
-         "# resolvconf\nnameserver 127.0.1.1\nsearch campus.example\n",
-         "# resolvconf\nnameserver 127.0.1.1\n" FIRST SECOND "search campus.example\n", " ",
-         "# resolvconf\nnameserver 127.0.1.1\n"},
-        {"the server behind the forwarder is replaced",
-         "nameserver 127.0.1.1\nnameserver ::1\nnameserver 9.9.9.9\nnameserver 8.8.4.4\n",
-         "nameserver 127.0.1.1\nnameserver ::1\n" FIRST SECOND, "9.9.9.9 8.8.4.4",
-         "nameserver 127.0.1.1\nnameserver ::1\nnameserver 9.9.9.9\nnameserver 8.8.4.4\n"},
-        {"two servers cost the search line", "nameserver 9.9.9.9\nnameserver 8.8.4.4\nsearch campus.example",
-         FIRST SECOND, "9.9.9.9 8.8.4.4", "nameserver 9.9.9.9\nnameserver 8.8.4.4\n"},
+        {"the local forwarder stays", "nameserver 127.0.1.1\nnameserver 9.9.9.9\n",
+         "nameserver 127.0.1.1\n" FIRST, "9.9.9.9 ", "nameserver 127.0.1.1\nnameserver 9.9.9.9\n"},
         {"no line end before the end", "nameserver 9.9.9.9\nsearch campus.example",
          FIRST SECOND "search campus.example", "9.9.9.9 ", "nameserver 9.9.9.9\n"},
-        {"neither servers nor search", "options rotate", "options rotate", " ", "options rotate"},
-        {"a server line without address", "nameserver\n", FIRST, " ", ""},
-        {"empty", "", "", " ", ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -114,24 +101,19 @@ TEST_F(NetHelper, PushesServersAndPutsTheFormerOnesBack) {
 
 TEST_F(NetHelper, WritesOnlyValidServers) {
     const struct {
-        const char* what;
         const char* dns1;
         const char* dns2;
-        const char* content;
+        const char* written;
     } rows[] = {
-        {"only the first", kFirst, "", FIRST "# end\n"},
-        {"only the second", "", kSecond, SECOND "# end\n"},
-        {"first invalid", "10.0.0.1", kSecond, SECOND "# end\n"},
-        {"both invalid", "10.0.0.1", "portal.example", "# end\n"},
-        {"a line break behind", "1.2.3.4\n# x", "", "# end\n"},
-        {"a line break between", "1.2.\n3.4", "", "# end\n"},
-        {"a line break before", "\n1.2.3.4", "::1\n#", "# end\n"},
+        {kFirst, "", FIRST},
+        {"10.0.0.1", kSecond, SECOND},
+        {"1.2.\n3.4", "portal.example", ""},
+        {"\n1.2.3.4", "::1\n#", ""},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
         FileHolds("nameserver 9.9.9.9\nnameserver 8.8.4.4\n# end\n");
         EXPECT_EQ(Push(row.dns1, row.dns2), "9.9.9.9 8.8.4.4");
-        EXPECT_EQ(Content(), row.content);
+        EXPECT_EQ(Content(), std::string(row.written) + "# end\n") << row.dns1;
     }
 }
 

@@ -12,15 +12,18 @@ const StateReport kUnknownNetwork = {INetConn::ES_CONNECTING, INetConn::ES_CONNE
 
 class Discovery : public ServiceTest {};
 
-// The machine without its default route; it gets the route back afterwards.
-class NoDefaultRoute {
+// The campus link as it is after one command, as long as the object lives.
+class ChangedLink {
   public:
-    NoDefaultRoute() { EXPECT_EQ(system("ip route del default"), 0); }
-    ~NoDefaultRoute() {
-        EXPECT_EQ(system((std::string("ip route add default via ") + kSandboxPeerAddress).c_str()), 0);
+    explicit ChangedLink(const char* command) { EXPECT_EQ(system(command), 0); }
+    ~ChangedLink() {
+        EXPECT_EQ(system("ip -6 route flush default; ip -6 address flush dev campus0 scope global;"
+                         "ip address replace 192.0.2.10/24 dev campus0;"
+                         "ip route replace default via 192.0.2.1"),
+                  0);
     }
-    NoDefaultRoute(const NoDefaultRoute&) = delete;
-    NoDefaultRoute& operator=(const NoDefaultRoute&) = delete;
+    ChangedLink(const ChangedLink&) = delete;
+    ChangedLink& operator=(const ChangedLink&) = delete;
 };
 
 }  // namespace
@@ -41,11 +44,27 @@ TEST_F(Discovery, ServerErrorOfTheProbeIsReported) {
 
 TEST_F(Discovery, MachineWithoutADefaultRouteHasNoAdapter) {
     SKIP_OUTSIDE_SANDBOX();
-    const NoDefaultRoute route;
+    const ChangedLink link("ip route del default");
     StartService();
     StartSession();
     ExpectReport(GettingReadyFailed(StateCode::kNoAdapter));
     EXPECT_TRUE(portal.Requests(Endpoint::Probe).empty());
+}
+
+TEST_F(Discovery, MachineWithIpv6OnlyLogsInOverIt) {
+    SKIP_OUTSIDE_SANDBOX();
+    const ChangedLink link(
+        "ip address flush dev campus0 scope global && ip -6 address add 2001:db8::2/64 dev campus0 nodad &&"
+        "ip -6 route add default via 2001:db8::1");
+    portal.Stop();
+    ASSERT_TRUE(portal.Start("::1"));
+    WriteSettings("<redirectipv6>" + portal.ProbeUrl() + "</redirectipv6>");
+    LogIn();
+    const Request ticket = ExpectRequest(Endpoint::Ticket);
+    EXPECT_EQ(ticket.Element("ipv4"), "");
+    EXPECT_EQ(ticket.Element("ipv6"), "2001:db8::2");
+    EXPECT_EQ(ticket.Element("mac"), kSandboxMac);
+    EXPECT_EQ(ticket.Header("user-agent"), "RAVO/LinuxIpv664/1.0.0");
 }
 
 TEST_F(Discovery, OpenNetworkIsWatchedUntilAPortalAppears) {

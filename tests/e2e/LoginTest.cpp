@@ -130,7 +130,7 @@ TEST_F(Login, RefusedPasswordIsReportedByWhatThePortalKnows) {
         {"a telephone number", "13900000009", {{"Sub-Error", "12"}}, LoginFailed(140105, "12")},
         {"a telephone number with a domain", "13900000009@x", {}, LoginFailed(140105)},
         {"a name", "student", {{"Sub-Error", "12"}}, LoginFailed(StateCode::kAccountNotTelephone)},
-        {"a login elsewhere",
+        {"an earlier login",
          "student",
          {{"Last-Login", "2026-03-14 21:40:02"}},
          {INetConn::ES_CONNECTING, INetConn::ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin, "",

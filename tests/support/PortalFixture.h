@@ -15,8 +15,8 @@ class FakePortalHost : public IPortalHost {
         INetConn::ESTATE oldState;
         INetConn::ESTATE newState;
         int code;
-        std::string subCode;  // of an extended report: its extra text
-        std::string subType;  // empty in a plain report
+        std::string subCode = "";  // of an extended report: its extra text
+        std::string subType = "";  // empty in a plain report
 
         bool operator==(const Report& other) const {
             return oldState == other.oldState && newState == other.newState && code == other.code &&
@@ -27,8 +27,8 @@ class FakePortalHost : public IPortalHost {
     CInfoCenter* GetInfoCenter() override { return CInfoCenter::GetInst(); }
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
     BOOL IsPortalEnv() override { return portalEnv; }
-    void ChangeToUnknowEnv() override { ++changesToUnknown; }
-    void DisConnect(CAutoString reason) override { disconnects.emplace_back(reason.GetText()); }
+    void ChangeToUnknowEnv() override {}
+    void DisConnect(CAutoString /*reason*/) override {}
     int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
     void PostMsg(const char* target, const char* opcode, const char* param) override;
     void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
@@ -48,8 +48,6 @@ class FakePortalHost : public IPortalHost {
     // What the engine told it.
     std::vector<Report> reports;
     std::vector<std::string> messages;  // "target operation parameters"
-    std::vector<std::string> disconnects;
-    int changesToUnknown = 0;
 };
 
 void PrintTo(const FakePortalHost::Report& report, std::ostream* out);

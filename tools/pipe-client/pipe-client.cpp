@@ -29,7 +29,7 @@ struct Answer {
 };
 constexpr Answer kCheckAnswer = {INetConn::ES_PRECONNECTED, INetConn::ES_PRECONNECTFAIL};
 constexpr Answer kLoginAnswer = {INetConn::ES_CONNECTED, INetConn::ES_CONNECTFAIL};
-constexpr Answer kLogoutAnswer = {INetConn::ES_DISCONNECTED, INetConn::ES_DISCONNECTFAIL};
+constexpr Answer kLogoutAnswer = {INetConn::ES_DISCONNECTED, INetConn::ES_CONNECTFAIL};
 
 Outcome NoAnswer(const FrontEnd& frontEnd) {
     if (frontEnd.IsServiceGone()) {
@@ -44,7 +44,9 @@ Outcome AwaitAnswer(FrontEnd& frontEnd, const Answer& answer, Milliseconds timeO
     Outcome outcome = kTimedOut;
     const auto judge = [&](const Report& report) {
         const bool isGood = report.IsState() && report.newState == answer.good;
-        const bool isBad = report.IsState() && report.newState == answer.bad;
+        // A failed exchange comes with the state of the step that it belonged to.
+        const bool isBad =
+            report.IsState() && (report.newState == answer.bad || !report.Parameter("subType").empty());
         outcome = isGood ? kDone : kFailed;
         return isGood || isBad;
     };

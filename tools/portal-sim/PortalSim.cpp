@@ -89,7 +89,7 @@ bool PortalSim::Start(const std::string& host, int port) {
         m_server.reset();
         return false;
     }
-    m_host = host;
+    m_host = host.find(':') == std::string::npos ? host : "[" + host + "]";
     m_port = bound;
     m_thread = std::thread([this] { m_server->listen_after_bind(); });
     while (!m_server->is_running()) {  // the port is open already; only stop() needs the loop to run

@@ -36,7 +36,7 @@ class PortalSim {
     PortalSim(const PortalSim&) = delete;
     PortalSim& operator=(const PortalSim&) = delete;
 
-    // Serves on the address; port 0 takes a free one. Answers false when the address cannot be taken. After
+    // Serves on the IPv4 or IPv6 address; port 0 takes a free one. Answers false when the address cannot be taken. After
     // Stop it may be called again; sessions and records are kept.
     bool Start(const std::string& host = "127.0.0.1", int port = 0);
     // Closes the port; connections are refused from then on. Waits for the requests that are being served.
@@ -82,7 +82,7 @@ class PortalSim {
     void Show(const Request& request) const;
     std::vector<Request> Matching(Endpoint endpoint) const;
 
-    std::string m_host;
+    std::string m_host;  // as it stands in a URL
     int m_port = 0;
     std::unique_ptr<httplib::Server> m_server;
     std::thread m_thread;
