@@ -31,8 +31,7 @@ bool CTaskMgr::GetTask(Task& task) {
             best = i;
         }
     }
-    // Not assigned straight away: the library's assignment hides its caller from the thread sanitizer.
-    task = Task(m_taskList[best]);
+    task = m_taskList[best];
     m_taskList.erase(m_taskList.begin() + static_cast<std::ptrdiff_t>(best));
     return true;
 }
