@@ -42,8 +42,8 @@ struct Task {
 //
 // AddTask takes the lock shared and the others take none, so nothing here excludes anything; the queue relies
 // on producers and the work thread seldom meeting. The race is taken on purpose: a task that is added in the
-// very moment in which one is taken can be lost or damaged. Room for kUsualTasks is set aside so that the list
-// does not move under a reader.
+// very moment in which one is taken can be lost or damaged. Room for kUsualTasks is set aside so that the
+// list does not move under a reader.
 class CTaskMgr {
   public:
     CTaskMgr();

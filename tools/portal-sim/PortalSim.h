@@ -36,8 +36,8 @@ class PortalSim {
     PortalSim(const PortalSim&) = delete;
     PortalSim& operator=(const PortalSim&) = delete;
 
-    // Serves on the IPv4 or IPv6 address; port 0 takes a free one. Answers false when the address cannot be taken. After
-    // Stop it may be called again; sessions and records are kept.
+    // Serves on the IPv4 or IPv6 address; port 0 takes a free one. Answers false when the address cannot be
+    // taken. After Stop it may be called again; sessions and records are kept.
     bool Start(const std::string& host = "127.0.0.1", int port = 0);
     // Closes the port; connections are refused from then on. Waits for the requests that are being served.
     void Stop();
