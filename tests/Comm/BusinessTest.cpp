@@ -52,21 +52,16 @@ TEST(Business, HandsEnvelopesToTheHandlerOfTheirOperation) {
 }
 
 TEST(Business, SendsCompleteEnvelopesOnly) {
-    const std::array<const char*, 6> rows[] = {
-        {"all parts", "s", "t", "o", "<p/>", "<M><OpS>s</OpS><OpT>t</OpT><OpC>o</OpC><P><p/></P></M>"},
-        {"formats are texts", "%s", "%n", "o", "", "<M><OpS>%s</OpS><OpT>%n</OpT><OpC>o</OpC><P></P></M>"},
-        {"no source", nullptr, "t", "o", "p", ""},
-        {"no target", "s", nullptr, "o", "p", ""},
-        {"no operation", "s", "t", nullptr, "p", ""},
-        {"null parameters", "s", "t", "o", nullptr, ""},
+    const std::array<const char*, 4> rows[] = {
+        {"%s", "%n", "o", "<p/>"}, {nullptr, "t", "o", "p"}, {"s", nullptr, "o", "p"},
+        {"s", "t", nullptr, "p"},  {"s", "t", "o", nullptr},
     };
-    for (const auto& [what, source, target, operation, parameters, expected] : rows) {
-        SCOPED_TRACE(what);
-        Server server;
-        Business business;
-        business.PostMsg(source, target, operation, parameters);  // there is no server yet
-        business.InitService(&server);
+    Server server;
+    Business business;
+    business.PostMsg("no", "server", "yet", "");
+    business.InitService(&server);
+    for (const auto& [source, target, operation, parameters] : rows) {
         business.PostMsg(source, target, operation, parameters);
-        EXPECT_EQ(expected, server.m_posted);
     }
+    EXPECT_EQ("<M><OpS>%s</OpS><OpT>%n</OpT><OpC>o</OpC><P><p/></P></M>", server.m_posted);
 }

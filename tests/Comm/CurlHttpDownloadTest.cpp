@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <string>
-#include <tuple>
 
 #include "CurlHttp.h"
 #include "LocalHttpServer.h"
@@ -58,16 +57,6 @@ TEST(CurlHttpDownload, AsksForTheLengthWithoutBody) {
     EXPECT_EQ(CCurlHttp().getDownloadFileLenth(server.Url("/p").c_str()), -1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_THAT(server.Requests().at(0).head, StartsWith("HEAD /p "));
-}
-
-TEST(CurlHttpDownload, ProgressCountsWhatTheFileHadBefore) {
-    const std::tuple<long, curl_off_t, curl_off_t, const char*> rows[] = {
-        {50, 0, 0, "0%\r"}, {0, 3, 1, "33%\r"}, {50, 50, 25, "75%\r"}};
-    for (auto [local, total, now, printed] : rows) {
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(CCurlHttp::assetsManagerProgressFunc(&local, total, now, 0, 0), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
-    }
 }
 
 }  // namespace

@@ -13,13 +13,11 @@ TEST(HttpHelper, ReadsTheQuery) {
         {"only the last pair is trimmed", "http://p/?a= 1 & b = 2 ", 1, "http://p/", " 1 ", "2"},
         {"the later of two values", "http://p/?a=1&a=3&b=2&b=4", 1, "http://p/", "3", "4"},
         {"a value with = and ?", "http://p/?a=x=y?z&b==", 1, "http://p/", "x=y?z", "="},
-        {"empty values", "http://p/?a=&b=", 1, "http://p/", "", ""},
         {"a piece without = at the start", "http://p/?flag&a=1&b=2", 1, "http://p/", "1", "2"},
         {"pieces without = in the middle", "http://p/?a=1&flag&&b=2", 1, "http://p/", "1", "2"},
         {"a last piece without =", "http://p/?a=1&b", 1, "http://p/", "1", ""},
         {"pieces without = behind a pair", "http://p/?a=1&b&c", 0, "http://p/", "1", ""},
         {"no = anywhere", "http://p/?a&b", 0, "http://p/", "", ""},
-        {"an empty query", "http://p/?", 1, "http://p/", "", ""},
         {"no query", "http://p/i.cgi", 1, "", "", ""},
         {"https", "https://p/?a=1&b=2", 0, "", "", ""},
     };
@@ -66,14 +64,12 @@ TEST(HttpHelper, SplitsAddresses) {
 TEST(HttpHelper, FindsHostAndPort) {
     // The host by the form without a port, then host and port by the other one.
     const std::tuple<const char*, const char*, int, const char*, const char*, const char*> rows[] = {
-        {"host and path", " http://10.0.0.1/x/y ", 1, "10.0.0.1", "10.0.0.1", "old"},
-        {"https", "https://p/x", 1, "p", "p", "old"},
+        {"https", " https://p/x/y ", 1, "p", "p", "old"},
         {"port and path", "http://p:8080/x", 1, "p:8080", "p", "8080"},
         {"port without a path stays with the host", "http://p:8080", 1, "p:8080", "p:8080", "old"},
         {"colon only in the path", "http://p/x:y", 1, "p", "p", "old"},
         {"brackets are not known", "http://[fe80::1]:80/", 1, "[fe80::1]:80", "[fe80", ":1]:80"},
         {"http address inside of another one", "https://p/?u=http://q/", 1, "q", "q", "old"},
-        {"empty host", "http:///x", 1, "", "", "old"},
         {"only a scheme", "http://", 0, "old", "old", "old"},
         {"no scheme", "10.0.0.1/x", 0, "old", "old", "old"},
     };

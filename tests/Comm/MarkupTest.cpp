@@ -24,60 +24,33 @@ const char kConfig[] =
     "  <server-clusters servers='1.2.3.4,5.6.7.8' />\n"
     "  <note>a<!-- not seen -->b<![CDATA[<&>]]>c</note>\n</config>\n";
 
+// clang-format off
 const char* const kGood[] = {
     // White space wherever it may stand, and a byte-order mark.
-    "<a b = \"1\"\n c='2' ></a >",
-    "\xEF\xBB\xBF \n<a/>\n ",
+    "<a b = \"1\"\n c='2' ></a >", "\xEF\xBB\xBF \n<a/>\n ",
     // Brackets and quotes that are no markup.
     "<?xml version='1.0'?><!DOCTYPE a [<!ENTITY b \"]>\"><!-- ' --><?p > ?>]><a/>",
-    "<a b='\"' c=\"'\" d='>'/>",
-    "<a><!--<b>--><![CDATA[</a>]]]]><?p <c> ?></a><!-- </d> -->",
-    // Ampersands that start nothing.
-    "<a>&&amp;&;&#;&#x;&nosuch;&</a>",
-    // GB18030 in name and text.
-    "<\xBD\x5B\xB0\x40>\xBD\x7D</\xBD\x5B\xB0\x40>",
-    kConfig,
+    "<a b='\"' c=\"'\" d='>'/>", "<a><!--<b>--><![CDATA[</a>]]]]><?p <c> ?></a><!-- </d> -->",
+    // Ampersands that start nothing, GB18030 in name and text.
+    "<a>&&amp;&;&#;&#x;&nosuch;&</a>", "<\xBD\x5B\xB0\x40>\xBD\x7D</\xBD\x5B\xB0\x40>", kConfig,
 };
-
 const char* const kBad[] = {
     // No root, or one that does not end.
-    "",
-    "<?xml version='1.0'?>",
-    "text",
-    "<a>",
-    "<a><b></a>",
+    "", "<?xml version='1.0'?>", "text", "<a>", "<a><b></a>",
     // End tags that do not fit.
-    "<a><b></a></b>",
-    "</a>",
-    "<a></a></a>",
-    "<ab></a>",
-    "<a></ab>",
-    "<a></a b='1'>",
-    // Roots too many, names that are none.
-    "<a/><b/>",
-    "<a>< /a>",
-    "<1/>",
-    "<a\"/>",
-    "<a/ >",
+    "<a><b></a></b>", "</a>", "<a></a></a>", "<ab></a>", "<a></ab>", "<a></a b='1'>",
+    // A second root, names that are none.
+    "<a/><b/>", "<a>< /a>", "<1/>", "<a\"/>", "<a/ >",
     // Attributes: no value, no quotes, no space between, one of them twice, no end.
-    "<a b/>",
-    "<a b=1/>",
-    "<a b='1'c='2'/>",
-    "<a b='1' b='2'/>",
+    "<a b/>", "<a b=1/>", "<a b='1'c='2'/>", "<a b='1' b='2'/>", "<a b='1/>",
     "<a b='1' c='' d='' e='' f='' g='' h='' i='' j='' k='' l='' b='2'/>",
-    "<a b='1/>",
     // Comments and CDATA sections that do not end or stand where they must not.
-    "<a/><!-- --",
-    "<a/><!-->",
-    "<a><![CDATA[]]</a>",
-    "<![CDATA[x]]><a/>",
+    "<a/><!-- --", "<a/><!-->", "<a><![CDATA[]]</a>", "<![CDATA[x]]><a/>",
     // Instructions and declarations.
-    "<?xml version='1.0'><a/>",
-    "<? ?><a/>",
-    "<!DOCTYPE a [<!ENTITY b ''><a/>",
-    "<a><!DOCTYPE a></a>",
+    "<?xml version='1.0'><a/>", "<? ?><a/>", "<!DOCTYPE a [<!ENTITY b ''><a/>", "<a><!DOCTYPE a></a>",
     "<!ELEMENT a><a/>",
 };
+// clang-format on
 
 }  // namespace
 

@@ -90,17 +90,3 @@ TEST(TableTimer, APeriodicEntryFiresAtItsIntervalUntilItsCallbackRemovesIt) {
     EXPECT_TRUE(WaitUntil([&] { return !timer.IsExistTask(1); }));
     EXPECT_THAT(timer.fired.All(), ElementsAre("1:tag", "1:tag"));
 }
-
-TEST(TableTimer, CallbacksMayClearAndArm) {
-    Timer timer;
-    timer.inCallback = [&](int id) {
-        timer.ClearTask();
-        if (id < 3) {
-            timer.AddTask(id + 1, kPeriodic, true, 9, true, "next");
-        }
-    };
-    timer.AddTask(1, kPeriodic, true, 9, true);
-    ASSERT_TRUE(timer.AwaitFired(3));
-    EXPECT_TRUE(WaitUntil([&] { return !timer.IsExistTask(3); }));
-    EXPECT_THAT(timer.fired.All(), ElementsAre("1:", "2:next", "3:next"));
-}

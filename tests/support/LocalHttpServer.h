@@ -41,7 +41,6 @@ class LocalHttpServer {
 
     Handler m_handler;
     int m_listener = -1;
-    int m_stop = -1;  // an eventfd; readable once the server has to stop
     uint16_t m_port = 0;
     mutable std::mutex m_lock;
     std::vector<Request> m_requests;  // guarded by m_lock

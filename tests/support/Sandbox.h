@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdlib>
 
 // True in a test program that runs in the network and mount namespaces of scripts/sandbox, where links,
@@ -15,10 +14,6 @@ constexpr char kSandboxMac[] = "02-51-56-4e-00-02";
 constexpr char kSandboxAddress[] = "192.0.2.10";
 constexpr char kSandboxPeerMac[] = "02:51:56:4e:00:01";
 constexpr char kSandboxPeerAddress[] = "192.0.2.1";
-
-// Sends the given number of bytes to a port of the neighbour where nobody listens, which it answers. Returns
-// when the link has counted them; false when it does not within the usual deadline.
-bool SendToSandboxPeer(size_t bytes);
 
 #define SKIP_OUTSIDE_SANDBOX()                                                            \
     if (!InSandbox()) {                                                                   \
