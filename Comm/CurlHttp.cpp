@@ -10,7 +10,6 @@ namespace {
 
 constexpr char kPost[] = "POST";
 constexpr long kPostOn = 12;  // any value but 0 switches POST on
-constexpr char kHttps[] = "https://";
 constexpr char kLineEnd[] = "\r\n";
 
 // The largest answers are module containers of a few MiB. A portal that sends without end must not fill the
@@ -91,7 +90,7 @@ int CCurlHttp::Perform(CHttpData* data) {
     PretreatUrl(url);
     SetRequestVerb(handle.get(), data);
     SetLimitsAndRedirects(handle.get(), data, errorText);
-    if (url.Find(kHttps) >= 0) {
+    if (IsHttps(url)) {
         TrustAnyCertificate(handle.get());
     }
     curl_easy_setopt(handle.get(), CURLOPT_URL, url.GetBuffer());
@@ -107,6 +106,10 @@ int CCurlHttp::Perform(CHttpData* data) {
         return kTransferFailed;
     }
     return StoreAnswer(handle.get(), head, body, data);
+}
+
+bool CCurlHttp::IsHttps(const CAutoString& url) {
+    return url.Find("https://") >= 0;
 }
 
 void CCurlHttp::SetRequestHead(CURL* handle, curl_slist*& lines, CHttpData* data) {

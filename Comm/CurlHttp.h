@@ -23,9 +23,9 @@ class CCurlHttp {
     };
 
     // Blocks until the exchange described by `data` ends, fails or runs out of time. A response that the
-    // record still holds is freed first; the new one is stored only with kDone, otherwise both texts stay
-    // empty. An answer larger than this process should ever hold counts as a failed transfer. Certificates
-    // are not checked. szUrl is only read.
+    // record still holds and frees by itself is freed first; the new one is stored only with kDone, otherwise
+    // both texts stay empty. An answer larger than this process should ever hold counts as a failed transfer.
+    // Certificates are not checked. szUrl is only read.
     int Perform(CHttpData* data);
 
     // The steps of Perform.
@@ -57,6 +57,7 @@ class CCurlHttp {
     static size_t downLoadPackage(char* data, size_t size, size_t nmemb, void* file);
 
   private:
+    static bool IsHttps(const CAutoString& url);
     static void SetLimitsAndRedirects(CURL* handle, CHttpData* data, char* errorText);
     static int StartDownload(CURL* handle, FILE* file, long local);
 };

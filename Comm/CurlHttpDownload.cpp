@@ -86,7 +86,7 @@ int CCurlHttp::downLoad(CHttpData* data, const char* path) {
     PretreatUrl(url);
     SetRequestVerb(handle.get(), data);
     SetLimitsAndRedirects(handle.get(), data, errorText);
-    if (url.Find("https://") >= 0) {
+    if (IsHttps(url)) {
         curl_easy_setopt(handle.get(), CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
     }
     curl_easy_setopt(handle.get(), CURLOPT_URL, url.GetBuffer());

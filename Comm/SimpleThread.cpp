@@ -12,7 +12,7 @@ constexpr long kNanosecondsPerSecond = 1000000000;
 bool CSimpleThread::Run(ThreadStart start, void* argument, bool* runFlag) {
     if (runFlag != nullptr) {
         m_pbRunCtrl = runFlag;
-        *m_pbRunCtrl = true;
+        SetRunFlag(true);
     }
     if (!JoinEnded()) {
         return false;
@@ -27,8 +27,12 @@ bool CSimpleThread::Run(ThreadStart start, void* argument, bool* runFlag) {
 
 void CSimpleThread::Stopping() {
     if (m_pbRunCtrl != nullptr) {
-        *m_pbRunCtrl = false;
+        SetRunFlag(false);
     }
+}
+
+void CSimpleThread::SetRunFlag(bool run) {
+    *m_pbRunCtrl = run;
 }
 
 bool CSimpleThread::Stop(long timeoutMs, bool kill) {

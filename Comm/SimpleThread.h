@@ -23,9 +23,12 @@ class CSimpleThread {
     bool Stop(long timeoutMs, bool kill);
 
   private:
+    void SetRunFlag(bool run);
     bool JoinEnded();
     bool JoinUntil(const timespec& deadline);
 
-    pthread_t m_threadId = 0;     // 0 while there is no thread to join
-    bool* m_pbRunCtrl = nullptr;  // plain: the body sees the change at its next look, which is all it needs
+    pthread_t m_threadId = 0;  // 0 while there is no thread to join
+    // Plain, and the body reads it without a lock: it sees a change at its next look, which is all it needs.
+    // The race is taken on purpose.
+    bool* m_pbRunCtrl = nullptr;
 };

@@ -8,6 +8,7 @@
 
 #include "AES.h"
 #include "CurlHttp.h"
+#include "PortalCodes.h"
 #include "comm.h"
 
 namespace {
@@ -20,7 +21,6 @@ constexpr char szSecretIV_t[] = "Ty4Ws9JnB7cUh3Ke";
 static_assert(sizeof(szSecretKey) == AES_128 + 1 && sizeof(szSecretKey_t) == AES_128 + 1);
 static_assert(sizeof(szSecretIV) == kAesBlockLength + 1 && sizeof(szSecretIV_t) == kAesBlockLength + 1);
 
-constexpr char kTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 constexpr short kLinux = 2;  // "ostype" of this client
 
 // Compressed answers are allowed to the server because the answer is not read.
@@ -86,14 +86,14 @@ int CTrafficStatistics::ReadCounters() {
 }
 
 void CTrafficStatistics::StartCounting() {
-    m_strTrafficStartTime = CommFunc::GetLocalTime(kTimeFormat);
+    m_strTrafficStartTime = CommFunc::GetLocalTime(kPortalTimeFormat);
     m_un64TransmitBytesStart = m_un64TransmitBytesStatistics;
     m_un64ReceiveBytesStart = m_un64ReceiveBytesStatistics;
 }
 
 int CTrafficStatistics::Report(const char* url, const char* account, const char* schoolid, const char* ipv4,
                                const char* brasip, tag_STATISTICS_TYPE type) {
-    m_strTrafficStatisticsTime = CommFunc::GetLocalTime(kTimeFormat);
+    m_strTrafficStatisticsTime = CommFunc::GetLocalTime(kPortalTimeFormat);
     const double up = Kilobytes(m_un64TransmitBytesStatistics - m_un64TransmitBytesStart);
     const double down = Kilobytes(m_un64ReceiveBytesStatistics - m_un64ReceiveBytesStart);
     std::string record;
@@ -179,6 +179,6 @@ int CTrafficStatistics::SubmitData(const char* url, const char* headers, const s
     exchange.szHead = headers;
     exchange.szPostData = body.c_str();
     exchange.dwPostDataLen = body.size();
-    exchange.dwTimeOut = 10000;  // seconds
+    exchange.dwTimeOut = RequestTimeOut::kStandard;
     return CCurlHttp().Perform(&exchange);
 }

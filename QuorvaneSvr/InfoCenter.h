@@ -36,8 +36,8 @@ class CInfoCenter {
     // Announces those values again, in the order of their keys.
     void SynchroGlobalValue();
 
-    // Sends nothing. Front ends learn the values from the reports of the portal business; an announcement on
-    // the pipe would be a message that they do not know.
+    // Sends nothing: the announcements are made up and dropped. What front ends receive is sent by the portal
+    // business.
     void PostMsg(const char* source, const char* target, const char* opcode, const char* parameters);
     // The store is not registered as a business and has no operations.
     virtual void InitOpcodeFun() {}

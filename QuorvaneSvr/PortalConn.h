@@ -261,8 +261,8 @@ class CPortalConn : public INetConn {
     int m_keepRetry = 0;     // failed pulses still tolerated
     int m_replacements = 0;  // of the algorithm module, in a row
     CAutoString m_DisasterUrl;
-    int m_nServerState = 1;  // 0 after a server error
-    ESTATE m_eState = ES_NONE;
+    int m_nServerState = 1;     // 0 after a server error
+    ESTATE m_eState = ES_NONE;  // the message thread reads it without a lock; the race is taken on purpose
     // The last report; guarded by m_reportLock.
     MutexLock m_reportLock;
     ESTATE m_lastState = ES_NONE;

@@ -6,6 +6,7 @@
 #include "ClientOperations.h"
 #include "InfoCenter.h"
 #include "Log.h"
+#include "MarkupRead.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
 #include "XMLOpt.h"
@@ -295,9 +296,10 @@ int CPortalConn::SetDNS(CAutoString& xml) {
         return -1;
     }
     RestoreDNS();  // or the servers of an earlier push would be taken for the user's own
-    m_strDNS1 = markup.FindChildElem("dns1") ? markup.GetChildData() : CAutoString();
-    markup.ResetChildPos();
-    m_strDNS2 = markup.FindChildElem("dns2") ? markup.GetChildData() : CAutoString();
+    m_strDNS1.Empty();
+    m_strDNS2.Empty();
+    ReadChildText(markup, "dns1", m_strDNS1);
+    ReadChildText(markup, "dns2", m_strDNS2);
     if (m_strDNS1.IsEmpty() && m_strDNS2.IsEmpty()) {
         return -1;
     }

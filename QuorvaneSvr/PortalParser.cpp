@@ -10,7 +10,7 @@
 #include <string>
 
 #include "Log.h"
-#include "Markup.h"
+#include "MarkupRead.h"
 #include "SimpleFile.h"
 #include "ZsmHelper.h"
 
@@ -50,27 +50,9 @@ CMarkup NewRequest(std::initializer_list<RequestElement> elements) {
     return markup;
 }
 
-// Moves to the first child of that name. Searches begin at the first child, whatever was read before.
-bool FindChild(CMarkup& markup, const char* name) {
-    markup.ResetChildPos();
-    return markup.FindChildElem(name);
-}
-
-void ReadText(CMarkup& markup, const char* name, CAutoString& text) {
-    if (FindChild(markup, name)) {
-        text = markup.GetChildData();
-    }
-}
-
-void ReadNumber(CMarkup& markup, const char* name, int& number) {
-    if (FindChild(markup, name)) {
+void ReadChildNumber(CMarkup& markup, const char* name, int& number) {
+    if (FindFirstChild(markup, name)) {
         number = atoi(markup.GetChildData());
-    }
-}
-
-void ReadSubDocument(CMarkup& markup, const char* name, CAutoString& subDocument) {
-    if (FindChild(markup, name)) {
-        subDocument = markup.GetChildSubDoc();
     }
 }
 
@@ -203,8 +185,8 @@ int CPortalParser::ParserTickResponse(const char* body, CAutoString& ticket, int
     if (!OpenResponse(DecodePostResponseData(body), markup)) {
         return -1;
     }
-    ReadText(markup, "ticket", ticket);
-    ReadNumber(markup, "expire", expire);
+    ReadChildText(markup, "ticket", ticket);
+    ReadChildNumber(markup, "expire", expire);
     return 0;
 }
 
@@ -217,12 +199,12 @@ int CPortalParser::ParserAuthResponse(const char* body, CAutoString& userId, int
     if (!OpenResponse(document, markup)) {
         return -1;
     }
-    ReadText(markup, "userid", userId);
-    ReadNumber(markup, "keep-retry", keepRetry);
-    ReadText(markup, "keep-url", keepUrl);
-    ReadText(markup, "term-url", termUrl);
-    ReadSubDocument(markup, "user-config", userConfig);
-    ReadSubDocument(markup, "domain-config", domainConfig);
+    ReadChildText(markup, "userid", userId);
+    ReadChildNumber(markup, "keep-retry", keepRetry);
+    ReadChildText(markup, "keep-url", keepUrl);
+    ReadChildText(markup, "term-url", termUrl);
+    ReadChildSubDoc(markup, "user-config", userConfig);
+    ReadChildSubDoc(markup, "domain-config", domainConfig);
     return 0;
 }
 
@@ -231,8 +213,8 @@ int CPortalParser::ParserKeepResponse(const char* body, int& interval, int& leve
     if (!OpenResponse(DecodePostResponseData(body), markup)) {
         return -1;
     }
-    ReadNumber(markup, "interval", interval);
-    ReadNumber(markup, "level", level);
+    ReadChildNumber(markup, "interval", interval);
+    ReadChildNumber(markup, "level", level);
     return 0;
 }
 

@@ -4,7 +4,7 @@
 
 #include "Deployment.h"
 #include "Log.h"
-#include "Markup.h"
+#include "MarkupRead.h"
 #include "PortalParser.h"
 
 namespace {
@@ -59,24 +59,15 @@ void ForEachChild(CMarkup& markup, const char* element, Visit visit) {
 // Runs `visit` with the first child `element` as the current element, when there is one.
 template <typename Visit>
 void InsideChild(CMarkup& markup, const char* element, Visit visit) {
-    markup.ResetChildPos();
-    if (markup.FindChildElem(element)) {
+    if (FindFirstChild(markup, element)) {
         markup.IntoElem();
         visit();
         markup.OutOfElem();
     }
 }
 
-void ReadChildText(CMarkup& markup, const char* element, CAutoString& text) {
-    markup.ResetChildPos();
-    if (markup.FindChildElem(element)) {
-        text = markup.GetChildData();
-    }
-}
-
 void ReadStateInterval(CMarkup& markup, CAuthConfig& record) {
-    markup.ResetChildPos();
-    if (markup.FindChildElem("state-interval")) {
+    if (FindFirstChild(markup, "state-interval")) {
         const long long seconds = atoll(markup.GetChildData());
         record.stateInterval = seconds > 0 ? static_cast<uint64_t>(seconds) : kDefaultStateInterval;
     }
@@ -123,16 +114,8 @@ void ReadAuthTypes(CMarkup& markup, CAuthConfig& record) {
 }
 
 void ReadServerList(CMarkup& markup, CAuthConfig& record) {
-    markup.ResetChildPos();
-    if (markup.FindChildElem("server-clusters")) {
+    if (FindFirstChild(markup, "server-clusters")) {
         record.m_strServers = markup.GetChildAttrib("servers");
-    }
-}
-
-void ReadUserConfig(CMarkup& markup, CAuthConfig& record) {
-    markup.ResetChildPos();
-    if (markup.FindChildElem("user-config")) {
-        record.againstList = markup.GetChildSubDoc();
     }
 }
 
@@ -192,7 +175,7 @@ int CPortalParser::ParserConfig(const char* document, CAuthConfig*& record) {
     ReadAccountRule(markup, *record);
     ReadAuthTypes(markup, *record);
     ReadServerList(markup, *record);
-    ReadUserConfig(markup, *record);
+    ReadChildSubDoc(markup, "user-config", record->againstList);
     ReadFunctionSettings(markup, *record);
     return 0;
 }

@@ -110,6 +110,8 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
                  const CAutoString& tag = CAutoString());
 
     void TellState();
+    void ReportNoAddress();
+    void NoteAddressFamily(int family);
     bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();
@@ -122,15 +124,15 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     CInfoCenter* m_pInfoCenter = nullptr;
     CPortalConn* m_pPortalConn = nullptr;
-    bool m_bCheckUnknowNetState = false;
+    bool m_bCheckUnknowNetState = false;  // run flag of the thread below; a race taken on purpose
     CSimpleThread m_threadUnknowCheck;
-    BOOL m_bPortalEnv = 0;
+    BOOL m_bPortalEnv = 0;  // whether a portal guards the network; a race taken on purpose
     std::unique_ptr<CAdapterCard> m_pNetHelper = std::make_unique<CAdapterCard>();
     CNetHelper m_NetHelper;
     CWiFiSharedValidate m_WiFiSharedValidate;
     CTrafficStatistics m_TrafficStatistics;
     QuorvaneSvr::CTaskMgr m_taskMgr;
-    bool m_bWorking = true;
+    bool m_bWorking = true;  // run flag of the thread below; a race taken on purpose
     CSimpleThread m_threadWork;
     MutexLock m_ticketLock;
     CAutoString m_otherTicket;   // guarded by m_ticketLock

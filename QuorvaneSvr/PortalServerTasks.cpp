@@ -143,18 +143,11 @@ void CPortalServer::checkNet(Task& /*task*/) {
     CLog::GetInst()->WriteLog(INFO, "check net status start");
     m_pPortalConn->NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING,
                                   StateCode::kCheckStarted, "");
-    if (!HasAdapter()) {
-        CLog::GetInst()->WriteLog(INFO, "no valid net card");
-        ReportPreConnectFail(StateCode::kNoAdapter);
-        m_bPortalEnv = 0;
-        m_pPortalConn->ExitPrepare();
-        return;
-    }
     CAutoString ip4;
     CAutoString ip6;
     CAutoString mac;
     if (GetIpAndMac(ip4, ip6, mac) != 1) {
-        ReportPreConnectFail(StateCode::kAddressesUnavailable);
+        ReportNoAddress();
         return;
     }
     CAuthConfig& record = *m_pPortalConn->GetPortalConf();
@@ -163,6 +156,19 @@ void CPortalServer::checkNet(Task& /*task*/) {
     record.mac = mac;
     m_pPortalConn->SetServerIp();
     FollowNetCheck(m_pPortalConn->RequestConfig(0));
+}
+
+// Without addresses there may be no adapter either. Only now is that asked for: the commands behind it take
+// longer than everything else that a network check does by itself.
+void CPortalServer::ReportNoAddress() {
+    if (HasAdapter()) {
+        ReportPreConnectFail(StateCode::kAddressesUnavailable);
+        return;
+    }
+    CLog::GetInst()->WriteLog(INFO, "no valid net card");
+    ReportPreConnectFail(StateCode::kNoAdapter);
+    m_bPortalEnv = 0;
+    m_pPortalConn->ExitPrepare();
 }
 
 bool CPortalServer::HasAdapter() {
@@ -198,22 +204,28 @@ void CPortalServer::FollowNetCheck(int result) {
 }
 
 int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
-    int& family = m_pPortalConn->GetPortalConf()->m_afType;
-    family = kNoAddressFamily;
+    NoteAddressFamily(kNoAddressFamily);
     CAdapterCard card;
     CAutoString name;
     if (card.GetActiveCardName(name) < 0 && card.GetActiveInterfaceNameIPv6(name) == -1) {
         return -1;
     }
     if (card.GetIpAndMac(name, ip4, mac) >= 0) {
-        family = kIPv4Family;
+        NoteAddressFamily(kIPv4Family);
         return 1;
     }
     if (card.GetIPAddress(kIPv6Family, name, ip6) == -1) {
         return -1;
     }
-    family = kIPv6Family;
+    NoteAddressFamily(kIPv6Family);
     return 1;
+}
+
+// An engine that is not this business's own may ask for addresses, too; it has a record of its own.
+void CPortalServer::NoteAddressFamily(int family) {
+    if (m_pPortalConn != nullptr) {
+        m_pPortalConn->GetPortalConf()->m_afType = family;
+    }
 }
 
 int CPortalServer::SetDNS(CAutoString& dns1, CAutoString& dns2) {

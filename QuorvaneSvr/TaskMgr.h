@@ -40,10 +40,10 @@ struct Task {
 // The queue of the work thread: takes the highest level first and, within a level, what arrived first. The
 // same step may wait in it any number of times. Any thread adds; one thread, the work thread, takes.
 //
-// AddTask takes the lock shared and the others take none, so nothing here excludes anything: producers and
-// the work thread seldom meet, and neither is to wait for the other. The race is taken on purpose; a task
-// that is added in the very moment in which one is taken can be lost. Room for kUsualTasks is set aside so
-// that the list does not move while it is read.
+// AddTask takes the lock shared and the others take none, so nothing here excludes anything; the queue relies
+// on producers and the work thread seldom meeting. The race is taken on purpose: a task that is added in the
+// very moment in which one is taken can be lost or damaged. Room for kUsualTasks is set aside so that the list
+// does not move under a reader.
 class CTaskMgr {
   public:
     CTaskMgr();

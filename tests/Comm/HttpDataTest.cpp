@@ -2,61 +2,49 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 namespace {
 
 char* Copy(const std::string& text) {
-    char* copy = new char[text.size() + 1];
-    memcpy(copy, text.c_str(), text.size() + 1);
-    return copy;
+    return strcpy(new char[text.size() + 1], text.c_str());
 }
 
 // A record as Perform leaves it.
-class HttpData : public testing::Test {
-  protected:
-    void Answered(int status, const std::string& head, const std::string& body) {
-        m_data.Release();
-        m_data.retCode = status;
-        m_data.RespHead(Copy(head));
-        m_data.RespData(Copy(body));
-        m_data.dwDataLen = body.size();
-    }
-
-    CHttpData m_data{true};
-};
-
-TEST_F(HttpData, ReleasedRecordReadsAsEmptyTexts) {
-    Answered(200, "head", "body");
-    m_data.Release();
-    EXPECT_STREQ(m_data.RespHead(), "");
-    EXPECT_STREQ(m_data.RespData(), "");
-    EXPECT_EQ(m_data.dwDataLen, 0u);
-    EXPECT_EQ(m_data.GetHeadAttri("head"), "");
+CHttpData& Answer(CHttpData& data, int status, const std::string& head, const std::string& body) {
+    data.Release();
+    data.retCode = status;
+    data.RespHead(Copy(head));
+    data.RespData(Copy(body));
+    data.dwDataLen = body.size();
+    return data;
 }
 
-TEST_F(HttpData, WithoutAutoReleaseTheBuffersSurviveTheRecord) {
+std::string Redirect(int status, const std::string& head, const std::string& page) {
+    CHttpData data(true);
+    return Answer(data, status, head, page).GetRedirectAddress().GetText();
+}
+
+TEST(HttpData, ReleasedRecordReadsAsEmptyTexts) {
+    CHttpData data(true);
+    Answer(data, 200, "head", "body").Release();
+    EXPECT_STREQ(data.RespHead(), "");
+    EXPECT_STREQ(data.RespData(), "");
+    EXPECT_EQ(data.dwDataLen, 0u);
+    EXPECT_EQ(data.GetHeadAttri("head"), "");
     char* body = Copy("module");
-    {
-        CHttpData data(false);
-        data.RespData(body);
-    }
-    EXPECT_STREQ(body, "module");
+    CHttpData(false).RespData(body);
+    EXPECT_STREQ(body, "module");  // survives a record that does not release
     delete[] body;
 }
 
-TEST_F(HttpData, FindsHeaderValues) {
-    struct Row {
-        const char* what;
-        const char* head;
-        const char* name;
-        const char* value;
-    };
-    const Row rows[] = {
+TEST(HttpData, FindsHeaderValues) {
+    const std::array<const char*, 4> rows[] = {
         {"in the middle", "HTTP/1.1 200 OK\r\nError-Code: 13\r\nServer-Tag: x\r\n\r\n", "Error-Code", "13"},
         {"white space around the value", "A\r\nSub-Error:\t 7 \t\r\n\r\n", "Sub-Error", "7"},
-        {"name asked for with its colon", "A\r\nschoolid:1024\r\n\r\n", "schoolid:", "1024"},
         {"name asked for with its colon, value with another", "A\r\ndomain: a:b\r\n\r\n", "domain:", "a:b"},
         {"at the very start", "area: north\r\n\r\n", "area", "north"},
         {"an empty value", "A\r\narea:\r\nB: 1\r\n", "area", ""},
@@ -69,92 +57,69 @@ TEST_F(HttpData, FindsHeaderValues) {
         {"absent", "A\r\nB: 1\r\n\r\n", "area", ""},
         {"no name", "A\r\nB: 1\r\n\r\n", "", ""},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        Answered(200, row.head, "");
-        EXPECT_EQ(m_data.GetHeadAttri(row.name), row.value);
+    for (const auto& [what, head, name, value] : rows) {
+        SCOPED_TRACE(what);
+        CHttpData data(true);
+        EXPECT_EQ(Answer(data, 200, head, "").GetHeadAttri(name), value);
     }
 }
 
-TEST_F(HttpData, RedirectAddressIsLowerCase) {
-    Answered(302, "HTTP/1.1 302 Found\r\nLocation: HTTP://Portal/Index.CGI?wlanUserIp=1\r\nX: y\r\n\r\n", "");
-    EXPECT_EQ(m_data.GetRedirectAddress(), "http://portal/index.cgi?wlanuserip=1");
+TEST(HttpData, RedirectAddressIsLowerCase) {
+    EXPECT_EQ(Redirect(302, "A\r\nLocation: HTTP://Portal/I.CGI?wlanUserIp=1\r\nX: y\r\n\r\n", ""),
+              "http://portal/i.cgi?wlanuserip=1");
 }
 
-TEST_F(HttpData, RedirectAddressOfHeads) {
-    struct Row {
-        const char* what;
-        int status;
-        const char* head;
-        const char* address;
-    };
-    const Row rows[] = {
-        {"302", 302, "A\r\nLocation: http://p/\r\nB: c\r\n\r\n", "http://p/"},
+TEST(HttpData, RedirectAddressOfHeads) {
+    const std::tuple<const char*, int, const char*, const char*> rows[] = {
         {"303 over https, last line without an end", 303, "A\r\nlocation:https://p/x", "https://p/x"},
         {"line feed directly behind the colon", 302, "A\r\nlocation:\nhttp://p/\n", "http://p/"},
         {"301 is not followed", 301, "A\r\nLocation: http://p/\r\n\r\n", ""},
-        {"307 is not followed", 307, "A\r\nLocation: http://p/\r\n\r\n", ""},
         {"200 with a location header", 200, "A\r\nLocation: http://p/\r\n\r\n", ""},
         {"no scheme", 302, "A\r\nLocation: /login\r\n\r\n", ""},
-        {"another scheme", 302, "A\r\nLocation: ftp://p/\r\n\r\n", ""},
         {"no location", 302, "A\r\nB: http://p/\r\n\r\n", ""},
         {"location as the last text", 302, "A\r\nlocation:", ""},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        Answered(row.status, row.head, "");
-        EXPECT_EQ(m_data.GetRedirectAddress(), row.address);
+    for (const auto& [what, status, head, address] : rows) {
+        SCOPED_TRACE(what);
+        EXPECT_EQ(Redirect(status, head, ""), address);
     }
 }
 
-constexpr char kMetaPage[] = "<html><META HTTP-EQUIV=\"Refresh\" CONTENT=\"0; URL=http://p/M?a=1\"></html>";
-constexpr char kScriptPage[] = "<html><head><script>location.href=\"http://p/S?a=1\"</script></head></html>";
+const std::string kMeta = "<html><META HTTP-EQUIV=\"Refresh\" CONTENT=\"0; URL=http://p/M?a=1\"></html>";
+const std::string kScript = "<html><head><script>location.href=\"http://p/S?a=1\"</script></head></html>";
 
-TEST_F(HttpData, RedirectAddressOfPages) {
-    struct Row {
-        const char* what;
-        std::string page;
-        const char* address;
-    };
-    const Row rows[] = {
-        {"meta refresh", kMetaPage, "http://p/m?a=1"},
-        {"meta refresh before a script", std::string(kMetaPage) + kScriptPage, "http://p/m?a=1"},
-        {"refresh without content, though there is a script",
-         std::string("<meta http-equiv=\"refresh\">") + kScriptPage, ""},
-        {"refresh without url", "<meta http-equiv=\"refresh\" content=\"5\">", ""},
-        {"refresh whose url does not end", "<meta http-equiv=\"refresh\" content='0; url=http://p/", ""},
-        {"refresh with a quote before its url", "<meta http-equiv=\"refresh\" content=\"0;url=\"http://p/\">",
-         ""},
-        {"refresh as the very first text is read by its script",
-         std::string("http-equiv=\"refresh\" content=\"0;url=http://p/m\"") + kScriptPage, "http://p/s?a=1"},
-        {"script in the head", kScriptPage, "http://p/s?a=1"},
-        {"script behind the head", "<head></head><script>location.href=\"http://p/\"</script>", ""},
-        {"script in a page without a head", "<script>location.href=\"http://p/\"</script>", "http://p/"},
-        {"head that does not end", "<head><script>location.href=\"http://p/\"</script>", "http://p/"},
-        {"end of the head before its start", "</head><head><script>location.href=\"http://p/\"</script>",
-         "http://p/"},
+TEST(HttpData, RedirectAddressOfPages) {
+    const std::string refresh = "http-equiv=\"refresh\"";
+    const std::string script = "<script>location.href=\"http://p/\"</script>";
+    const std::tuple<const char*, std::string, const char*> rows[] = {
+        {"meta refresh before a script", kMeta + kScript, "http://p/m?a=1"},
+        {"refresh without content, though there is a script", "<meta " + refresh + ">" + kScript, ""},
+        {"refresh without url", "<meta " + refresh + " content=\"5\">", ""},
+        {"refresh whose url does not end", "<meta " + refresh + " content='0; url=http://p/", ""},
+        {"refresh as the very first text is read by its script", refresh + kScript, "http://p/s?a=1"},
+        {"script behind the head", "<head></head>" + script, ""},
+        {"script in a page without a head", script, "http://p/"},
+        {"head that does not end", "<head>" + script, "http://p/"},
+        {"end of the head before its start", "</head><head>" + script, "http://p/"},
         {"script that does not end", "<head>location.href=\"http://p/\" ;</script></head>", ""},
         {"white space around the address", "<script>location.href=\" http://p/ \"</script>", "http://p/"},
         {"relative address", "<script>location.href=\"/login\"</script>", ""},
         {"ordinary page", "<html><head></head>http://p/</html>", ""},
-        {"empty page", "", ""},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.what);
-        Answered(200, "", row.page);
-        EXPECT_EQ(m_data.GetRedirectAddress(), row.address);
-        Answered(404, "", row.page);
-        EXPECT_EQ(m_data.GetRedirectAddress(), "");
+    for (const auto& [what, page, address] : rows) {
+        SCOPED_TRACE(what);
+        EXPECT_EQ(Redirect(200, "", page), address);
+        EXPECT_EQ(Redirect(404, "", page), "");
     }
 }
 
-TEST_F(HttpData, CutPagesGiveNoBrokenAddress) {
-    for (const std::string page : {kMetaPage, kScriptPage}) {
-        for (size_t length = 0; length < page.size(); ++length) {
-            SCOPED_TRACE(page.substr(0, length));
-            Answered(200, "", page.substr(0, length));
-            const CAutoString address = m_data.GetRedirectAddress();
-            EXPECT_TRUE(address == "" || address == "http://p/m?a=1" || address == "http://p/s?a=1");
+TEST(HttpData, CutPagesGiveNoBrokenAddress) {
+    for (const std::string& page : {kMeta, kScript}) {
+        for (size_t length = 0; length <= page.size(); ++length) {
+            const std::string address = Redirect(200, "", page.substr(0, length));
+            EXPECT_TRUE(address == "http://p/m?a=1" || address == "http://p/s?a=1" ||
+                        (address.empty() && length < page.size()))
+                << page.substr(0, length);
         }
     }
 }

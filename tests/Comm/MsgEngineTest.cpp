@@ -2,11 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include <string>
 #include <thread>
 #include <vector>
 
-#include "WaitUntil.h"
+#include "Recorder.h"
 #include "guard.h"
 
 using testing::ElementsAre;
@@ -14,76 +13,48 @@ using testing::ElementsAre;
 namespace {
 
 // Keeps what it handles; "stop" makes it stop its own engine.
-class Recorder : public CMsgEngine {
+class Engine : public CMsgEngine {
   public:
-    ~Recorder() override { WaitMsgEngineEnd(); }
+    ~Engine() override { WaitMsgEngineEnd(); }
 
     void DoMessage(CAutoString message) override {
-        CLockGuard<GLockObj> guard(m_lock);
-        m_handled.push_back(message.GetText());
+        handled.Add(message.GetText());
         if (message == "stop") {
             StopMsgEngine();
         }
-    }
-
-    std::vector<std::string> Handled() {
-        CLockGuard<GLockObj> guard(m_lock);
-        return m_handled;
-    }
-    bool AwaitHandled(size_t count) {
-        return WaitUntil([&] { return Handled().size() >= count; });
     }
     int Threads() {
         CLockGuard<GLockObj> guard(m_msgLock);
         return m_threadCount;
     }
 
-  private:
-    MutexLock m_lock;
-    std::vector<std::string> m_handled;
+    Recorder handled;
 };
 
 }  // namespace
 
-TEST(MsgEngine, DeliversInOrderWhatWasAddedBeforeAndAfterTheStart) {
-    Recorder engine;
-    engine.AddMessage("first");
-    engine.AddMessage("");
-    engine.StartMsgEngine();
-    engine.AddMessage("third");
-    ASSERT_TRUE(engine.AwaitHandled(3));
-    EXPECT_THAT(engine.Handled(), ElementsAre("first", "", "third"));
-}
-
 TEST(MsgEngine, MessagesBehindAStopAreHandledAfterTheNextStart) {
-    Recorder engine;
-    for (const char* message : {"before", "stop", "kept", "stop"}) {
+    Engine engine;
+    for (const char* message : {"before", "stop", "", "stop"}) {
         engine.AddMessage(message);
     }
     engine.StartMsgEngine();
     ASSERT_TRUE(WaitUntil([&] { return engine.Threads() == 0; }));
-    EXPECT_THAT(engine.Handled(), ElementsAre("before", "stop"));
+    EXPECT_THAT(engine.handled.All(), ElementsAre("before", "stop"));
     engine.StartMsgEngine();
     ASSERT_TRUE(WaitUntil([&] { return engine.Threads() == 0; }));
-    EXPECT_THAT(engine.Handled(), ElementsAre("before", "stop", "kept", "stop"));
+    EXPECT_THAT(engine.handled.All(), ElementsAre("before", "stop", "", "stop"));
 }
 
-TEST(MsgEngine, StartsOneThreadOnly) {
-    Recorder engine;
+TEST(MsgEngine, OneThreadLosesNothingOfManyProducers) {
+    Engine engine;
     engine.StartMsgEngine();
     engine.StartMsgEngine();
     EXPECT_EQ(1, engine.Threads());
-}
-
-TEST(MsgEngine, LosesNothingOfManyProducers) {
-    constexpr int kProducers = 4;
-    constexpr int kMessages = 200;
-    Recorder engine;
-    engine.StartMsgEngine();
     std::vector<std::thread> producers;
-    for (int i = 0; i < kProducers; ++i) {
+    for (int i = 0; i < 4; ++i) {
         producers.emplace_back([&] {
-            for (int message = 0; message < kMessages; ++message) {
+            for (int message = 0; message < 200; ++message) {
                 engine.AddMessage("text");
             }
         });
@@ -91,5 +62,5 @@ TEST(MsgEngine, LosesNothingOfManyProducers) {
     for (std::thread& producer : producers) {
         producer.join();
     }
-    EXPECT_TRUE(engine.AwaitHandled(kProducers * kMessages));
+    EXPECT_TRUE(engine.handled.Await(4 * 200));
 }

@@ -6,38 +6,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <future>
-#include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
+#include "Recorder.h"
 #include "TemporaryFolder.h"
-#include "WaitUntil.h"
-#include "guard.h"
-
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 namespace {
 
 class Callback : public IPipeCallback {
   public:
-    void DoWorkOnPipe(CAutoString text) override {
-        CLockGuard<GLockObj> guard(m_lock);
-        m_received.push_back(text.GetText());
-    }
-    std::vector<std::string> Received() {
-        CLockGuard<GLockObj> guard(m_lock);
-        return m_received;
-    }
-    bool Await(size_t count) {
-        return WaitUntil([&] { return Received().size() >= count; });
-    }
+    void DoWorkOnPipe(CAutoString text) override { received.Add(text.GetText()); }
 
-  private:
-    MutexLock m_lock;
-    std::vector<std::string> m_received;
+    Recorder received;
 };
 
 class Service : public CPipeService {
@@ -54,7 +39,7 @@ class Service : public CPipeService {
 };
 
 // The service in its working folder with a front end that holds the other ends of both FIFOs.
-class PipeServiceTest : public testing::Test {
+class PipeService : public testing::Test {
   protected:
     void SetUp() override {
         ASSERT_EQ(0, m_service.CreateNamedPipeInServer("serverpipe", &m_callback));
@@ -82,19 +67,13 @@ class PipeServiceTest : public testing::Test {
         ASSERT_TRUE(WaitUntil([&] { return ioctl(m_toService, FIONREAD, &waiting) == 0 && waiting == 0; }));
     }
 
-    // What the front end reads up to the `count`th NUL.
-    std::vector<std::string> FrontEndReads(size_t count) {
-        std::vector<std::string> texts(1);
-        char byte = 0;
-        while (texts.size() <= count && read(m_fromService, &byte, 1) == 1) {
-            if (byte == '\0') {
-                texts.emplace_back();
-            } else {
-                texts.back().push_back(byte);
-            }
+    std::string FrontEndReads(size_t length) {
+        std::string bytes(length, '\0');
+        size_t count = 0;
+        for (ssize_t more = 1; more > 0 && count < length; count += static_cast<size_t>(more)) {
+            more = std::max<ssize_t>(read(m_fromService, &bytes[count], length - count), 0);
         }
-        texts.pop_back();
-        return texts;
+        return bytes;
     }
 
     TemporaryFolder m_folder;
@@ -105,87 +84,68 @@ class PipeServiceTest : public testing::Test {
     std::future<int> m_loop;
 };
 
-std::string Bytes(std::initializer_list<const char*> texts) {
-    std::string bytes;
-    for (const char* text : texts) {
-        bytes.append(text).push_back('\0');
-    }
-    return bytes;
-}
-
 }  // namespace
 
-TEST_F(PipeServiceTest, DeliversWholeMessagesOfEachRead) {
+TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
+    using Texts = std::vector<std::string>;
+    const std::string nul(1, '\0');
     const std::string longest(4095, 'm');
-    const struct {
-        const char* what;
-        std::vector<std::string> writes;
-        std::vector<std::string> expected;
-    } rows[] = {
-        {"one", {Bytes({"<M/>"})}, {"<M/>"}},
-        {"two in one read", {Bytes({"one", "two"})}, {"one", "two"}},
-        {"the end of a read is lost", {Bytes({"one"}) + "tw", Bytes({"o", "three"})}, {"one", "o", "three"}},
-        {"a lone NUL", {Bytes({""})}, {""}},
-        {"the longest message", {Bytes({longest.c_str()})}, {longest}},
-        {"a full read without a NUL", {longest + "m", Bytes({"next"})}, {"next"}},
+    const std::tuple<const char*, Texts, Texts> rows[] = {
+        {"two in one read", {"one" + nul + "two" + nul}, {"one", "two"}},
+        {"the end of a read is lost", {"one" + nul + "tw", "o" + nul + "three" + nul}, {"one", "o", "three"}},
+        {"a lone NUL", {nul}, {""}},
+        {"the longest message", {longest + nul}, {longest}},
+        {"a full read without a NUL", {longest + "m", "next" + nul}, {"next"}},
     };
-    size_t seen = 0;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        for (const std::string& bytes : row.writes) {
+    Texts expected;
+    for (const auto& [what, writes, messages] : rows) {
+        SCOPED_TRACE(what);
+        for (const std::string& bytes : writes) {
             FrontEndWrites(bytes);
         }
-        ASSERT_TRUE(m_callback.Await(seen + row.expected.size()));
-        auto received = m_callback.Received();
-        received.erase(received.begin(), received.begin() + static_cast<std::ptrdiff_t>(seen));
-        EXPECT_THAT(received, ElementsAreArray(row.expected));
-        seen += row.expected.size();
+        expected.insert(expected.end(), messages.begin(), messages.end());
+        ASSERT_TRUE(m_callback.received.Await(expected.size()));
+        EXPECT_EQ(m_callback.received.All(), expected);
     }
 }
 
-TEST_F(PipeServiceTest, WaitsForTheNextFrontEnd) {
+TEST_F(PipeService, WaitsForTheNextFrontEnd) {
     close(m_toService);
     EXPECT_EQ(std::future_status::timeout, m_loop.wait_for(std::chrono::milliseconds(200)));
     m_toService = open("clientpipe", O_WRONLY);
-    FrontEndWrites(Bytes({"again"}));
-    EXPECT_TRUE(m_callback.Await(1));
+    FrontEndWrites(std::string("again\0", 6));
+    EXPECT_TRUE(m_callback.received.Await(1));
 }
 
-TEST_F(PipeServiceTest, MessagesOfManyThreadsStayWhole) {
-    constexpr size_t kWriters = 4;
+TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
+    EXPECT_FALSE(m_service.HandsItsPipesToCommands());
     constexpr size_t kMessages = 50;
     const std::string text(2000, 'w');
-    std::vector<std::thread> writers;
-    for (size_t i = 0; i < kWriters; ++i) {
-        writers.emplace_back([&] {
+    std::vector<std::future<void>> writers;
+    for (size_t i = 0; i < 4; ++i) {
+        writers.push_back(std::async(std::launch::async, [&] {
             for (size_t message = 0; message < kMessages; ++message) {
                 EXPECT_EQ(1, m_service.WritePipe(text.c_str()));
             }
-        });
+        }));
     }
-    EXPECT_THAT(FrontEndReads(kWriters * kMessages), testing::Each(text));
-    for (std::thread& writer : writers) {
-        writer.join();
+    for (size_t message = 0; message < writers.size() * kMessages; ++message) {
+        ASSERT_EQ(FrontEndReads(text.size() + 1), text + '\0');
     }
 }
 
-TEST_F(PipeServiceTest, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
+TEST_F(PipeService, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
     close(m_fromService);
     testing::internal::CaptureStdout();
     EXPECT_EQ(0, m_service.WritePipe("lost %s"));
     EXPECT_EQ("write error=Broken pipe:lost %s\n", testing::internal::GetCapturedStdout());
     m_fromService = open("serverpipe", O_RDONLY);
     EXPECT_EQ(1, m_service.WritePipe("found"));
-    EXPECT_THAT(FrontEndReads(1), ElementsAre("found"));
+    EXPECT_EQ(FrontEndReads(6), std::string("found\0", 6));
 }
 
-TEST_F(PipeServiceTest, CommandsDoNotInheritThePipes) {
-    EXPECT_FALSE(m_service.HandsItsPipesToCommands());
-}
-
-TEST(PipeService, BothSidesMeetWhoeverComesFirst) {
+TEST(PipeServiceLink, BothSidesMeetWhoeverComesFirst) {
     TemporaryFolder folder;
-    Callback heard;
     CPipeService service;
     CPipeService frontEnd;
     ASSERT_EQ(0, service.CreateNamedPipeInServer("serverpipe", nullptr));
@@ -193,7 +153,7 @@ TEST(PipeService, BothSidesMeetWhoeverComesFirst) {
     EXPECT_EQ(0, service.WritePipe("unheard")) << "a message before the link is open is dropped";
     // The service opens "clientpipe" once "serverpipe" has a reader; it finds none at first and tries again.
     const int early = open("serverpipe", O_RDONLY);
-    ASSERT_EQ(0, frontEnd.CreateNamedPipeInServer("clientpipe", &heard));
+    ASSERT_EQ(0, frontEnd.CreateNamedPipeInServer("clientpipe", nullptr));
     EXPECT_EQ(0, frontEnd.OpenNamePipeClient("serverpipe"));
     EXPECT_EQ(0, opened.get());
     close(early);
@@ -201,7 +161,7 @@ TEST(PipeService, BothSidesMeetWhoeverComesFirst) {
     EXPECT_EQ(1, service.WritePipe("to the front end"));
 }
 
-TEST(PipeService, RemovesItsFifoAndNothingElse) {
+TEST(PipeServiceLink, RemovesItsFifoAndNothingElse) {
     TemporaryFolder folder;
     folder.Write("left", "from an earlier run");
     {
@@ -209,9 +169,8 @@ TEST(PipeService, RemovesItsFifoAndNothingElse) {
         EXPECT_EQ(0, fresh.CreateNamedPipeInServer("serverpipe", nullptr));
         CPipeService reused;
         EXPECT_EQ(-1, reused.CreateNamedPipeInServer("left", nullptr));
-        CPipeService unused;
-        EXPECT_EQ(-1, unused.OpenNamePipeServer("clientpipe"));
-        EXPECT_EQ(-1, unused.LoopMsg());
+        EXPECT_EQ(-1, CPipeService().OpenNamePipeServer("clientpipe"));
+        EXPECT_EQ(-1, CPipeService().LoopMsg());
         EXPECT_TRUE(folder.Has("left"));
     }
     EXPECT_FALSE(folder.Has("serverpipe"));

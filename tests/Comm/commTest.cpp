@@ -3,71 +3,44 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 #include <string>
+#include <tuple>
 
 TEST(Comm, ATelephoneNumberHasElevenDigits) {
-    const struct {
-        const char* text;
-        bool expected;
-    } rows[] = {{"13800138000", true},
-                {"1380013800", false},
-                {"138001380000", false},
-                {"1380013800a", false},
-                {" 3800138000", false},
-                {"-3800138000", false},
-                {"", false},
-                {nullptr, false}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text != nullptr ? row.text : "null");
-        EXPECT_EQ(row.expected, IsTelNum(row.text));
+    EXPECT_TRUE(IsTelNum("13800138000"));
+    for (const char* text : {"1380013800", "138001380000", "1380013800a", "-3800138000", ""}) {
+        EXPECT_FALSE(IsTelNum(text)) << text;
     }
+    EXPECT_FALSE(IsTelNum(nullptr));
 }
 
 TEST(Comm, ItoaAnswersTheEndOfTheDigits) {
-    for (const int value : {0, 7, INT_MAX}) {
-        char buffer[16];
-        const char* const end = itoa(value, buffer, 16);
-        EXPECT_EQ(std::to_string(value), buffer);
-        EXPECT_EQ(buffer + strlen(buffer), end);
-    }
-}
-
-TEST(Comm, TrimsInPlace) {
-    char text[] = "\t a b \r\n";
-    EXPECT_STREQ("a b", CommFunc::Trim(text, " \t\r\n"));
-    char onlyBlanks[] = "  ";
-    EXPECT_STREQ("", CommFunc::Trim(onlyBlanks, " "));
+    char buffer[16];
+    EXPECT_EQ(buffer + 10, itoa(INT_MAX, buffer, 16));
+    EXPECT_EQ(std::to_string(INT_MAX), buffer);
 }
 
 TEST(Comm, QuotedTextIsOneWordForTheShell) {
-    for (const std::string text : {"plain", "", "a b", "it's", "$(id)`id`\"\\;|&", "-n", "''"}) {
-        SCOPED_TRACE(text);
+    for (const std::string text : {"", "a b", "it's", "$(id)`id`\"\\;|&", "-n", "''"}) {
         char buffer[256];
         const CAutoString command = "printf '[%s]' " + CommFunc::ShellQuote(text.c_str());
-        ASSERT_NE(nullptr, CommFunc::GetShellLine(command, buffer, sizeof(buffer)));
-        EXPECT_EQ("[" + text + "]", std::string(buffer).substr(strspn(buffer, " ")));
+        EXPECT_EQ("[" + text + "]", CommFunc::GetShellLine(command, buffer, sizeof(buffer)));
     }
 }
 
 TEST(Comm, ShellLineIsTheFirstLineTrimmed) {
     char buffer[8] = "old";
-    const struct {
-        const char* what;
-        const char* command;
-        size_t size;
-        const char* expected;  // null: refused
-    } rows[] = {
-        {"first of two lines", "printf ' a \\nb\\n'", 8, "a"},
+    const std::tuple<const char*, const char*, size_t, const char*> rows[] = {
+        {"first of two lines", "printf ' \\ta b \\r\\nc\\n'", 8, "a b"},
         {"no output", "true", 8, ""},
         {"longer than the buffer", "echo 123456789", 8, "1234567"},
         {"no command", "", 8, nullptr},
         {"null command", nullptr, 8, nullptr},
         {"no room", "echo a", 0, nullptr},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        EXPECT_STREQ(row.expected, CommFunc::GetShellLine(row.command, buffer, row.size));
+    for (const auto& [what, command, size, expected] : rows) {
+        SCOPED_TRACE(what);
+        EXPECT_STREQ(expected, CommFunc::GetShellLine(command, buffer, size));
     }
     EXPECT_TRUE(CommFunc::ShellExecute("exit 1"));
     EXPECT_FALSE(CommFunc::ShellExecute("./no-such-program 2>&-"));

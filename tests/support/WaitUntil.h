@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <ctime>
 #include <thread>
 
 // Waits until `condition()` is true, at most for `deadline`. Answers whether it became true, so that a test
@@ -15,4 +16,13 @@ bool WaitUntil(Condition condition, std::chrono::milliseconds deadline = std::ch
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+// For what has to happen within one second of the clock: returns in the first fifth of one.
+inline void AwaitStartOfSecond() {
+    WaitUntil([] {
+        timespec now = {};
+        clock_gettime(CLOCK_REALTIME, &now);
+        return now.tv_nsec < 200000000;
+    });
 }
