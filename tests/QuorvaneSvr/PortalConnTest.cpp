@@ -154,7 +154,7 @@ TEST(Discovery, PublishesNumbersEmptyAndFunctionsEscaped) {
         << "itoa hands on its terminating NUL";
     EXPECT_THAT(portal.host.messages, Contains(HasSubstr("<key>FUN_StatsInfor</key><value>&lt;StatsInfor")));
     portal.host.messages.clear();
-    portal.engine.SendData("own text", "");
+    portal.engine.SendData("nothing", nullptr);
     portal.engine.SendData("portal's text", CAutoString());
     EXPECT_THAT(portal.host.messages,
                 ElementsAre("InfoCenter SetValue <key>portal's text</key><value></value>"));

@@ -111,6 +111,7 @@ TEST_F(PortalParser, ReadsTheTimesOfTheSharingCheck) {
         {"<against-interval>x</against-interval><logout-delay>x</logout-delay>", 0, 0},
         {"<against-interval></against-interval><logout-delay></logout-delay>", 0, 300},
         {"</against-interval><against-interval>60<logout-delay>30", 0, 300},
+        {"no opening mark: 5555555555555</against-interval>", 0, 300},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.text);
