@@ -17,20 +17,24 @@ using testing::Not;
 
 namespace {
 
+struct LogFile {
+    LogFile() {
+        CLog::GetInst()->Create("", "log", "");
+        CLog::GetInst()->SetLevel(DEBUG);
+    }
+    ~LogFile() { CLog::GetInst()->CloseFile(); }
+};
+
 // Before Start nothing runs: what is queued and armed till then is what the work thread and the timer find.
 class PortalServer : public testing::Test {
   protected:
-    PortalServer() {
-        CLog::GetInst()->Create("", "log", "");
-        CLog::GetInst()->SetLevel(DEBUG);
-        service.SetInfoCenter(CInfoCenter::GetInst());
-    }
-    ~PortalServer() override { CLog::GetInst()->CloseFile(); }
+    PortalServer() { service.SetInfoCenter(CInfoCenter::GetInst()); }
 
     void Start() { service.Start("client", nothing); }
     std::string Log() { return portal.folder.Read("log"); }
 
     PortalFixture portal;
+    LogFile logFile;  // closed when the threads of the service have ended
     CXMLOpt nothing;
     CPortalServer service;
 };
