@@ -1,24 +1,36 @@
 #include "FileUtil.h"
 
 #include <fcntl.h>
+#include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
 constexpr mode_t kNewFileMode = 0600;  // settings hold what identifies the user
 constexpr size_t kReadBlock = 64 * 1024;
 
+// What a file is called until it is whole. No file of the user's has such a name.
+constexpr char kTemporaryMark[] = ".quorvane-save-";
+constexpr char kTemporaryEnd[] = "XXXXXX";  // for mkostemp
+constexpr char kAnyTemporaryEnd[] = "??????";
+
 std::string ResolveLink(const char* path) {
     char resolved[PATH_MAX];
     return realpath(path, resolved) != nullptr ? resolved : path;
 }
 
-bool WriteAll(int descriptor, const std::string& content) {
+std::string TemporaryStart(const std::string& target) {
+    const size_t name = target.rfind('/') + 1;  // 0 without a folder
+    return target.substr(0, name) + "." + target.substr(name) + kTemporaryMark;
+}
+
+bool WriteAll(int descriptor, std::string_view content) {
     size_t written = 0;
     while (written < content.size()) {
         const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
@@ -43,50 +55,72 @@ void CopyModeAndOwner(const char* path, int descriptor) {
     }
 }
 
-// Writes the content beside the file and puts it in the file's place.
-bool Exchange(const std::string& target, const std::string& content) {
-    std::string temporary = target + ".XXXXXX";
+// A file system that knows no forcing to the disk is no failure.
+bool Settle(int descriptor, WriteTo target) {
+    return target == WriteTo::kCache || fdatasync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
+}
+
+// Ends the use of the descriptor either way.
+FileFault Finish(int descriptor, bool written) {
+    const int failure = errno;
+    const bool closed = close(descriptor) == 0;
+    if (!written) {
+        errno = failure;
+        return FileFault::kWrite;
+    }
+    return closed ? FileFault::kNone : FileFault::kClose;
+}
+
+// Writes the content beside the file and puts it in the file's place. It is forced to the disk before that,
+// or a power cut could leave the name to a file without content.
+FileFault Exchange(const std::string& path, std::string_view content, WriteTo target) {
+    std::string temporary = TemporaryStart(path) + kTemporaryEnd;
     const int descriptor = mkostemp(&temporary[0], O_CLOEXEC);
     if (descriptor < 0) {
-        return false;
+        return FileFault::kCreate;
     }
     (void)fchmod(descriptor, kNewFileMode);
-    CopyModeAndOwner(target.c_str(), descriptor);
-    // Not forced to the disk: a login saves dozens of settings, and waiting for the disk each time would cost
-    // it more than all its exchanges with the portal.
-    bool done = WriteAll(descriptor, content);
-    done = close(descriptor) == 0 && done;
-    done = done && rename(temporary.c_str(), target.c_str()) == 0;
-    if (!done) {
+    CopyModeAndOwner(path.c_str(), descriptor);
+    FileFault fault = Finish(descriptor, WriteAll(descriptor, content) && Settle(descriptor, target));
+    if (fault == FileFault::kNone && rename(temporary.c_str(), path.c_str()) != 0) {
+        fault = FileFault::kCreate;
+    }
+    if (fault != FileFault::kNone) {
         const int failure = errno;
         (void)unlink(temporary.c_str());  // the first failure is the one to report
         errno = failure;
     }
-    return done;
+    return fault;
+}
+
+// Something else than a file keeps its place: a device must not become one.
+bool IsNoFile(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 bool MayOnlyBeWrittenOver(int failure) {
     return failure == EBUSY || failure == EXDEV || failure == EACCES || failure == EPERM || failure == EROFS;
 }
 
-bool WriteOver(const std::string& target, const std::string& content) {
-    const int descriptor = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+FileFault WriteOver(const std::string& path, std::string_view content, WriteTo target) {
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
     if (descriptor < 0) {
-        return false;
+        return FileFault::kCreate;
     }
-    const bool written =
-        WriteAll(descriptor, content) && ftruncate(descriptor, static_cast<off_t>(content.size())) == 0;
-    return close(descriptor) == 0 && written;
+    return Finish(descriptor, WriteAll(descriptor, content) &&
+                                  ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
+                                  Settle(descriptor, target));
 }
 
 }  // namespace
 
 bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
     struct stat status = {};
-    if (stat(path, &status) != 0 || S_ISDIR(status.st_mode)) {
+    if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
         return false;
     }
-    FileOwner file(fopen(path, "rb"));
+    FileOwner file(fopen(path, "rbe"));
     if (file == nullptr) {
         return false;
     }
@@ -105,7 +139,33 @@ bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
     return true;
 }
 
-bool CFileUtil::ReplaceFile(const char* path, const std::string& content) {
-    const std::string target = ResolveLink(path);
-    return Exchange(target, content) || (MayOnlyBeWrittenOver(errno) && WriteOver(target, content));
+FileFault CFileUtil::Replace(const char* path, std::string_view content, WriteTo target) {
+    const std::string resolved = ResolveLink(path);
+    if (IsNoFile(resolved)) {
+        return WriteOver(resolved, content, target);
+    }
+    const FileFault fault = Exchange(resolved, content, target);
+    return fault != FileFault::kNone && MayOnlyBeWrittenOver(errno) ? WriteOver(resolved, content, target)
+                                                                    : fault;
+}
+
+void CFileUtil::RemoveLeftOvers(const char* path) {
+    for (const std::string& left : FindFiles(TemporaryStart(ResolveLink(path)), kAnyTemporaryEnd)) {
+        (void)unlink(left.c_str());  // the next start tries again
+    }
+}
+
+std::vector<std::string> CFileUtil::FindFiles(const std::string& start, const char* pattern) {
+    std::string whole;
+    for (const char byte : start) {
+        whole.append(strchr("*?[\\", byte) != nullptr ? "\\" : "").append(1, byte);
+    }
+    whole += pattern;
+    std::vector<std::string> paths;
+    glob_t found = {};
+    if (glob(whole.c_str(), 0, nullptr, &found) == 0) {
+        paths.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+    }
+    globfree(&found);
+    return paths;
 }

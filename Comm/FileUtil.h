@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 // Owner of a FILE that closes it on every path.
 struct FileCloser {
@@ -13,14 +15,31 @@ struct FileCloser {
 };
 using FileOwner = std::unique_ptr<FILE, FileCloser>;
 
-// Whole files. Both answer false on any failure and leave errno as the failing call set it.
+// Where a written file has got to when the operation ends: the end of this process never harms it, a power
+// cut only while it is not on the disk.
+enum class WriteTo { kCache, kDisk };
+
+// The step at which a file could not be replaced. kCreate is also that it could not be put in its place.
+enum class FileFault { kNone, kCreate, kWrite, kClose };
+
+// Whole files. On failure errno is as the failing call set it.
 class CFileUtil {
   public:
-    // Reads the file at `path` into `content`; a folder is refused. `content` is untouched on failure.
+    // Reads the file at `path` into `content`; what is no regular file is refused. `content` is untouched on
+    // failure.
     static bool ReadWholeFile(const char* path, std::string& content);
     // Replaces the content of `path`: at any moment a reader, or the end of this process, meets either the
     // old or the new content as a whole. Keeps the file's mode and owner and follows a symbolic link to a
-    // file that exists. Only where the file cannot be exchanged for another (it is a mount point, or the
-    // folder may not be written) its content is written over in place.
-    static bool ReplaceFile(const char* path, const std::string& content);
+    // file that exists. Only where the file cannot be exchanged for another (it is a mount point or a device,
+    // or the folder may not be written) its content is written over in place.
+    static FileFault Replace(const char* path, std::string_view content, WriteTo target = WriteTo::kCache);
+    // The same for whoever need not know the step.
+    static bool ReplaceFile(const char* path, std::string_view content, WriteTo target = WriteTo::kCache) {
+        return Replace(path, content, target) == FileFault::kNone;
+    }
+    // Removes what replacing `path` left beside it when the process was killed meanwhile. Nobody may be
+    // replacing it.
+    static void RemoveLeftOvers(const char* path);
+    // The paths that read `start` and then something that `pattern` matches as glob does, in byte order.
+    static std::vector<std::string> FindFiles(const std::string& start, const char* pattern);
 };

@@ -1,5 +1,6 @@
 #include "FileUtil.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,10 +13,12 @@ namespace fs = std::filesystem;
 
 TEST(FileUtil, ReadsWholeFilesOnly) {
     TemporaryFolder folder;
+    ASSERT_EQ(0, mkfifo("fifo", 0600));
     std::string content = "untouched";
-    EXPECT_FALSE(CFileUtil::ReadWholeFile("missing", content));
-    EXPECT_FALSE(CFileUtil::ReadWholeFile(".", content));
-    EXPECT_EQ("untouched", content);
+    for (const char* none : {"missing", ".", "fifo", "/dev/null"}) {
+        EXPECT_FALSE(CFileUtil::ReadWholeFile(none, content));
+        EXPECT_EQ("untouched", content);
+    }
     for (const std::string& whole : {std::string(200 * 1024, '\0'), std::string()}) {
         folder.Write("file", whole);
         EXPECT_TRUE(CFileUtil::ReadWholeFile("file", content));
@@ -28,17 +31,34 @@ TEST(FileUtil, ReplacedFileKeepsModeAndLinkAndAFailureTheOldFile) {
     folder.Write("real/file", "old");
     ASSERT_EQ(0, chmod("real/file", 0640));
     ASSERT_EQ(0, symlink("real/file", "link"));
+    ASSERT_EQ(0, mkfifo("fifo", 0600));
+    const int reader = open("fifo", O_RDONLY | O_NONBLOCK);
     EXPECT_TRUE(CFileUtil::ReplaceFile("link", "new"));
     EXPECT_EQ("new", folder.Read("real/file"));
     EXPECT_TRUE(fs::is_symlink("link"));
     EXPECT_EQ(fs::perms(0640), fs::status("real/file").permissions());
 
-    EXPECT_FALSE(CFileUtil::ReplaceFile("real", "new")) << "a folder cannot be replaced by a file";
-    EXPECT_FALSE(CFileUtil::ReplaceFile("missing/file", "new"));
+    EXPECT_EQ(FileFault::kCreate, CFileUtil::Replace("real", "new")) << "a folder is not replaced by a file";
+    EXPECT_EQ(FileFault::kCreate, CFileUtil::Replace("missing/file", "new"));
+    EXPECT_EQ(FileFault::kWrite, CFileUtil::Replace("fifo", "new"));
+    EXPECT_TRUE(fs::is_fifo("fifo")) << "what is no file does not become one";
+    close(reader);
     EXPECT_EQ("new", folder.Read("real/file"));
-    for (const char* path : {"real", "."}) {
-        for (const auto& entry : fs::directory_iterator(path)) {
-            EXPECT_FALSE(entry.path().has_extension()) << "left behind: " << entry.path();
-        }
+    EXPECT_TRUE(CFileUtil::FindFiles("real/.", "*save*").empty()) << "left behind";
+}
+
+TEST(FileUtil, LeftOversOfAKilledProcessAreRemovedAndNothingElse) {
+    TemporaryFolder folder;
+    const std::string leftOver = "a[1]*\\/.file.quorvane-save-Ab3XyZ";
+    const std::string others[] = {"a[1]*\\/file.abcdef", "a[1]*\\/.other.quorvane-save-Ab3XyZ",
+                                  "a1/.file.quorvane-save-Ab3XyZ"};
+    folder.Write(leftOver, "");
+    for (const std::string& other : others) {
+        folder.Write(other, "");
+    }
+    CFileUtil::RemoveLeftOvers("a[1]*\\/file");
+    EXPECT_FALSE(folder.Has(leftOver));
+    for (const std::string& other : others) {
+        EXPECT_TRUE(folder.Has(other)) << other;
     }
 }
