@@ -1,11 +1,16 @@
 // The document as it is read: parsing, walking with the cursors, the values of an element.
 #include "Markup.h"
 
+#include <strings.h>
+
 #include <algorithm>
 
 #include "MarkupText.h"
 
 namespace {
+
+// What the result log says, by MarkupParseResult.
+constexpr const char* kParseResults[] = {"", "no root element", "not well formed"};
 
 // A null name stays null in the view, where it means any name.
 std::string_view ToName(const char* name) {
@@ -31,6 +36,7 @@ bool CMarkup::ParseDoc() {
     m_iPosFree = 0;
     m_bEdited = false;
     m_parsed = ParseMarkup(m_strDoc, m_pElemPosTree);
+    m_strResult = kParseResults[static_cast<size_t>(m_parsed)];
     return m_parsed == MarkupParseResult::kParsed;
 }
 
@@ -78,8 +84,13 @@ bool CMarkup::FindChildNamed(std::string_view name) {
     return true;
 }
 
+bool CMarkup::IsSameName(std::string_view name, std::string_view wanted) const {
+    return name == wanted || ((m_nDocFlags & MDF_IGNORECASE) != 0 && name.size() == wanted.size() &&
+                              strncasecmp(name.data(), wanted.data(), name.size()) == 0);
+}
+
 uint32_t CMarkup::FindSibling(uint32_t elem, std::string_view name) const {
-    while (elem != 0 && name.data() != nullptr && Name(elem) != name) {
+    while (elem != 0 && name.data() != nullptr && !IsSameName(Name(elem), name)) {
         elem = m_pElemPosTree[elem].iElemNext;
     }
     return elem;
@@ -135,7 +146,7 @@ CAutoString CMarkup::ElemAttrib(uint32_t elem, const char* name) const {
     const std::string_view wanted = name;
     AttribScanner scanner(Name(elem).end());
     while (scanner.Next()) {
-        if (scanner.Name() == wanted) {
+        if (IsSameName(scanner.Name(), wanted)) {
             std::string value;
             AppendUnescaped(value, scanner.RawValue());
             return value;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "AutoString.h"
+#include "FileUtil.h"
 #include "MarkupParser.h"
 
 // An XML document held as text together with an index of its elements. It is walked with three cursors: the
@@ -17,14 +18,48 @@ class CMarkup {
     enum MarkupDocFlags {
         MDF_UTF16LEFILE = 1,  // how the file was encoded, and is encoded again by Save
         MDF_UTF8PREAMBLE = 4,
+        MDF_UTF16BEFILE = 128,
+        MDF_IGNORECASE = 8,  // elements and attributes are found by their names in any case
         MDF_READFILE = 16,   // streamed mode: SetDoc and FindChildElem refuse, IsWellFormed answers true
         MDF_WRITEFILE = 32,  // likewise
-        MDF_UTF16BEFILE = 128
+        MDF_APPENDFILE = 64  // goes with MDF_WRITEFILE and changes nothing of that
     };
     enum MarkupNodeFlags {
-        MNF_WITHCDATA = 1,      // the text becomes a CDATA section instead of being escaped
-        MNF_WITHREFS = 8,       // an "&" that starts a reference is kept as it stands
-        MNF_ESCAPEQUOTES = 256  // quotes are escaped too
+        MNF_WITHCDATA = 1,       // the text becomes a CDATA section instead of being escaped
+        MNF_WITHREFS = 8,        // an "&" that starts a reference is kept as it stands
+        MNF_ESCAPEQUOTES = 256,  // quotes are escaped too
+        // The rest is without effect: what is added has no lines and a start and an end tag.
+        MNF_WITHNOLINES = 2,
+        MNF_WITHXHTMLSPACE = 4,
+        MNF_WITHNOEND = 16,
+        MNF_INSERT = 8192,
+        MNF_CHILD = 16384,
+        MNF_NONENDED = 1048576,
+        MNF_ILLDATA = 2097152
+    };
+    // Not used by the service. For programs that tell apart what stands in a document, as bits.
+    enum MarkupNodeType {
+        MNT_ELEMENT = 1,
+        MNT_TEXT = 2,
+        MNT_WHITESPACE = 4,
+        MNT_TEXT_AND_WHITESPACE = 6,
+        MNT_CDATA_SECTION = 8,
+        MNT_PROCESSING_INSTRUCTION = 16,
+        MNT_COMMENT = 32,
+        MNT_DOCUMENT_TYPE = 64,
+        MNT_EXCLUDE_WHITESPACE = 123,
+        MNT_LONE_END_TAG = 128,
+        MNT_NODE_ERROR = 32768
+    };
+    // Not used by the service. What an entry of the result log holds, as bits.
+    enum MarkupResultCode {
+        MRC_COUNT = 1,
+        MRC_TYPE = 2,
+        MRC_NUMBER = 4,
+        MRC_ENCODING = 8,
+        MRC_LENGTH = 16,
+        MRC_MODIFY = 32,
+        MRC_MSG = 64
     };
 
     CMarkup() = default;
@@ -35,15 +70,15 @@ class CMarkup {
     CAutoString GetDoc() const;
     // Exactly one root element and no parse error.
     bool IsWellFormed() const;
-    // MarkupDocFlags. Load replaces those of the byte-order mark by what it finds in the file.
-    void SetDocFlags(int flags) { m_nDocFlags = flags; }
+    // What the last SetDoc or Load found to be wrong, in words; empty when that is nothing.
+    CAutoString GetResult() const { return m_strResult; }
 
     // Reads a file as the document, in memory as UTF-8: a byte-order mark or else the encoding declaration
     // says what it is converted from. With an unknown encoding, or bytes that are not in it, the bytes stay
     // as they are. False when the file cannot be read or is not well formed.
     bool Load(const char* file);
     // Replaces the file as a whole by the document, encoded as Load found it or as the declaration says.
-    bool Save(const char* file) const;
+    bool Save(const char* file, WriteTo target = WriteTo::kCache) const;
 
     // Back to the document level, in front of the root.
     void ResetPos();
@@ -90,18 +125,33 @@ class CMarkup {
     bool SetData(int number);
 
     static CAutoString EscapeText(const char* text, int flags = 0);
+
+    // Not used by the service. The way back, for values that are no element's; and MarkupDocFlags, of which
+    // Load replaces those of the byte-order mark by what it finds in the file.
     static CAutoString UnescapeText(const char* text);
+    void SetDocFlags(int flags) { m_nDocFlags = flags; }
 
   protected:
     // As the operations above, for names that are part of a longer text.
     bool FindChildNamed(std::string_view name);
     bool InsertChildNamed(std::string_view name, const char* data, int flags);
 
+    // Not used by the service. Places for a second chain of free index entries, for a walk over more than
+    // elements, for a document that is streamed from a file, and for positions that are kept; all of them
+    // stay empty.
+    uint32_t m_iPosDeleted = 0;
+    int m_nNodeType = 0;
+    int m_nNodeOffset = 0;
+    int m_nNodeLength = 0;
+    FILE* m_pFilePos = nullptr;
+    void* m_pSavedPosMaps = nullptr;
+
   private:
     bool ParseDoc();
     bool IsStreamed() const { return (m_nDocFlags & (MDF_READFILE | MDF_WRITEFILE)) != 0; }
     void SetPos(uint32_t parent, uint32_t main, uint32_t child);
     bool EnsureMainPos() { return m_iPos != 0 || FindElem(); }
+    bool IsSameName(std::string_view name, std::string_view wanted) const;
     uint32_t FindSibling(uint32_t elem, std::string_view name) const;
     std::string_view Name(uint32_t elem) const;
     CAutoString ElemData(uint32_t elem) const;
@@ -122,6 +172,7 @@ class CMarkup {
 
     // The text as it was parsed, then the markup that edits added; the index says in which order they read.
     std::string m_strDoc;
+    CAutoString m_strResult;
     ElemPosTree m_pElemPosTree{ElemPos()};
     MarkupParseResult m_parsed = MarkupParseResult::kNoRoot;
     bool m_bEdited = false;  // m_strDoc is not the document as it reads

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 
-#include "FileUtil.h"
 #include "Markup.h"
 #include "MarkupSyntax.h"
 #include "MarkupText.h"
@@ -29,6 +28,7 @@ constexpr int kByteOrderFlags =
 
 constexpr std::string_view kEncodingName = "encoding";
 constexpr size_t kConversionBlock = 4096;
+constexpr char kUnreadable[] = "cannot be read";  // for the result log
 
 class Converter {
   public:
@@ -156,10 +156,14 @@ bool CMarkup::Load(const char* file) {
     const bool converted =
         !encoding.empty() && ToUtf8(bytes, encoding, text) && (mark != nullptr || IsBelievable(text));
     m_strDoc = std::move(converted ? text : bytes);
-    return ParseDoc() && read;
+    const bool parsed = ParseDoc();
+    if (!read) {
+        m_strResult = kUnreadable;
+    }
+    return parsed && read;
 }
 
-bool CMarkup::Save(const char* file) const {
+bool CMarkup::Save(const char* file, WriteTo target) const {
     if (file == nullptr) {
         return false;
     }
@@ -168,7 +172,8 @@ bool CMarkup::Save(const char* file) const {
     const std::string encoding = mark != nullptr ? mark->encoding : DeclaredEncoding(text);
     std::string bytes;
     if (encoding.empty() || !FromUtf8(text, encoding, bytes) || (mark == nullptr && !IsBelievable(bytes))) {
-        return CFileUtil::ReplaceFile(file, text);
+        return CFileUtil::ReplaceFile(file, text, target);
     }
-    return CFileUtil::ReplaceFile(file, (mark != nullptr ? std::string(mark->bytes) : std::string()) + bytes);
+    return CFileUtil::ReplaceFile(file, (mark != nullptr ? std::string(mark->bytes) : std::string()) + bytes,
+                                  target);
 }

@@ -29,8 +29,8 @@ bool CXMLOpt::LoadFile(const char* path) {
     return true;
 }
 
-bool CXMLOpt::SaveFile() const {
-    return m_filename.has_value() && Save(m_filename->c_str());
+bool CXMLOpt::SaveFile(WriteTo target) const {
+    return m_filename.has_value() && Save(m_filename->c_str(), target);
 }
 
 CAutoString CXMLOpt::GetValue(const char* path) {

@@ -16,8 +16,8 @@ class CXMLOpt : public CMarkup {
 
     // A file that cannot be loaded is not remembered, nor is the one before it: saving would destroy it.
     bool LoadFile(const char* path);
-    // Back to the file of LoadFile. False when there is none.
-    bool SaveFile() const;
+    // Back to the file of LoadFile. False when there is none, or as Save.
+    bool SaveFile(WriteTo target = WriteTo::kCache) const;
 
     // Empty and 0 when the path leads nowhere; the number is read as atoi reads it.
     CAutoString GetValue(const char* path);
@@ -34,6 +34,7 @@ class CXMLOpt : public CMarkup {
     bool SetXMLPos(const char* path);
     bool CreateXMLPos(const char* path);
 
+    // Not used by the service. The first step of a walk along a path, for texts of one's own.
     // Cuts `source` at its first "." into `head` and `rest`; without one `head` is all of it and the answer
     // false. The texts may be the same object.
     static bool StringSplit(const CAutoString& source, CAutoString& head, CAutoString& rest);
