@@ -1,16 +1,40 @@
 #include "InfoCenter.h"
 
 #include <climits>
+#include <cstdio>
+#include <cstring>
 
 #include "ClientOperations.h"
+#include "Log.h"
+#include "SettingsMending.h"
 #include "SimpleFile.h"
 #include "guard.h"
 
 namespace {
 
 constexpr char kSettingsFile[] = "/conf/conf.xml";
-constexpr int kShared = 0;  // modes of an RWLock
+constexpr char kDefaultSettings[] = QUORVANE_DEFAULT_SETTINGS;  // where the installation keeps them
+constexpr int kShared = 0;                                      // modes of an RWLock
 constexpr int kExclusive = 1;
+
+// Without the first a second instance may start, without the second this installation is another client to
+// the portal.
+constexpr const char* kKeysForTheDisk[] = {"PID", "clientId"};
+
+CAutoString SettingsPath() {
+    char folder[PATH_MAX];
+    (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
+    return CAutoString(folder) + kSettingsFile;
+}
+
+WriteTo TargetOf(const char* key) {
+    for (const char* kept : kKeysForTheDisk) {
+        if (strcmp(key, kept) == 0) {
+            return WriteTo::kDisk;
+        }
+    }
+    return WriteTo::kCache;
+}
 
 }  // namespace
 
@@ -19,10 +43,7 @@ CInfoCenter* CInfoCenter::m_pInfoCenter = nullptr;
 CInfoCenter* CInfoCenter::GetInst() {
     if (m_pInfoCenter == nullptr) {
         m_pInfoCenter = new CInfoCenter;
-        char folder[PATH_MAX];
-        (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
-        // Without a settings file every key reads as empty, and the service goes on.
-        (void)m_pInfoCenter->LoadLocalValue(CAutoString(folder) + kSettingsFile);
+        m_pInfoCenter->LoadOrMendLocalValue(SettingsPath());
     }
     return m_pInfoCenter;
 }
@@ -30,6 +51,25 @@ CInfoCenter* CInfoCenter::GetInst() {
 void CInfoCenter::Release() {
     delete m_pInfoCenter;
     m_pInfoCenter = nullptr;
+}
+
+// Without a settings file every key reads as empty, and the service goes on.
+void CInfoCenter::LoadOrMendLocalValue(const char* path) {
+    if (LoadLocalValue(path)) {
+        return;
+    }
+    m_strMended = MendSettings(path, kDefaultSettings);
+    if (!m_strMended.IsEmpty()) {
+        (void)fprintf(stderr, "%s\n", m_strMended.GetBuffer());
+        (void)LoadLocalValue(path);  // fails again where the file could not be mended
+    }
+}
+
+void CInfoCenter::CompleteStart() {
+    if (!m_strMended.IsEmpty()) {
+        CLog::GetInst()->WriteLog(ERROR, "%s", m_strMended.GetBuffer());
+    }
+    CFileUtil::RemoveLeftOvers(SettingsPath());
 }
 
 bool CInfoCenter::LoadLocalValue(const char* path) {
@@ -47,8 +87,13 @@ bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
     if (!m_xmlOpt.SetValue(key, value)) {
         return false;
     }
-    (void)m_xmlOpt.SaveFile();  // the value holds for this run in any case
+    (void)m_xmlOpt.SaveFile(TargetOf(key));  // the value holds for this run in any case
     return true;
+}
+
+void CInfoCenter::SyncLocalValue() {
+    CLockGuard<GLockObj> guard(m_xmlLock);
+    (void)m_xmlOpt.SaveFile(WriteTo::kDisk);
 }
 
 void CInfoCenter::SetValue(const char* key, const char* value) {

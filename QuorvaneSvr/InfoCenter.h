@@ -11,7 +11,11 @@
 //
 // The settings file is "conf/conf.xml" in the working directory. It is read once; from then on the document
 // in memory counts, and each change writes the file anew. The installation ships it: without a file that can
-// be read nothing is ever saved, and no error tells of it.
+// be read nothing is ever saved, and no error tells of it. One that is no document is mended when it is read.
+//
+// Only what a start or a login cannot do without is forced to the disk: a login saves dozens of settings, and
+// waiting for the disk each time would cost it more than all its exchanges with the portal. A power cut may
+// therefore cost what was saved since the last login, and on some file systems leaves a broken file.
 class CInfoCenter {
   public:
     virtual ~CInfoCenter() = default;
@@ -20,13 +24,20 @@ class CInfoCenter {
     static CInfoCenter* GetInst();
     // Destroys the instance; nobody may be using it.
     static void Release();
+    // The rest of a start, once the log is open and this is known to be the only instance in its folder:
+    // writes to the log how the settings file had to be mended, and removes what an interrupted save left.
+    void CompleteStart();
 
     // Reads the settings file at `path`. False when it cannot be read or parsed.
     bool LoadLocalValue(const char* path);
     // Values of the settings file. A key with dots names nested elements; a missing one reads as empty.
     CAutoString GetLocalValue(const char* key);
-    // Saves the file at once. Answers whether the value could be set; a failing save is not told.
+    // Saves the file at once, also for a value that it has. Answers whether the value could be set; a failing
+    // save is not told. "PID" and "clientId" are on the disk when the call returns.
     bool SetLocalValue(const char* key, const char* value);
+    // Saves the file once more, and waits until all that was set before is on the disk: for the end of a
+    // login.
+    void SyncLocalValue();
 
     // Values of this run. A key keeps the value that it was given first. Unknown keys read as empty.
     void SetValue(const char* key, const char* value);
@@ -43,10 +54,12 @@ class CInfoCenter {
     virtual void InitOpcodeFun() {}
 
   private:
+    void LoadOrMendLocalValue(const char* path);
     void Announce(const CAutoString& key, const CAutoString& value);
 
     static CInfoCenter* m_pInfoCenter;
 
+    CAutoString m_strMended;  // what became of a broken settings file; set once, at the start
     std::map<CAutoString, CAutoString> m_dataMap;
     RWLock m_dataMapLock;
     std::map<CAutoString, CAutoString> m_globalDataMap;

@@ -1,34 +1,70 @@
 #include "InfoCenter.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <thread>
 #include <vector>
 
+#include "FileSizeLimit.h"
+#include "Log.h"
+#include "SettingsMending.h"
 #include "TemporaryFolder.h"
+#include "WaitUntil.h"
+
+using testing::HasSubstr;
 
 namespace {
 
+constexpr char kSettings[] = "conf/conf.xml";
+constexpr char kAnyBroken[] = "conf/conf.xml.broken-";
+
+bool IsAsleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    const std::string stat{std::istreambuf_iterator<char>(file), {}};
+    return stat.find(") S ") != std::string::npos;
+}
+
+// What happens while something is forced to the disk.
+std::function<void()> g_duringSync;
+
 class InfoCenter : public testing::Test {
   protected:
-    ~InfoCenter() override { CInfoCenter::Release(); }
-
-    void Settings(const char* content) { m_folder.Write("conf/conf.xml", content); }
-    CAutoString OnDisk(const char* key) {
-        CXMLOpt document(m_folder.Read("conf/conf.xml").c_str());
-        return document.GetValue(key);
+    ~InfoCenter() override {
+        CInfoCenter::Release();
+        g_duringSync = nullptr;
     }
+
+    void Settings(const std::string& content) {
+        CInfoCenter::Release();
+        m_folder.Write(kSettings, content);
+    }
+    std::string OnDisk(const char* key) {
+        return CXMLOpt(m_folder.Read(kSettings).c_str()).GetValue(key).GetText();
+    }
+    static std::vector<std::string> Broken() { return CFileUtil::FindFiles(kAnyBroken, "*"); }
 
     TemporaryFolder m_folder;
 };
 
 }  // namespace
 
+// In place of the C library's.
+extern "C" int fdatasync(int /*descriptor*/) {
+    if (g_duringSync) {
+        g_duringSync();
+    }
+    return 0;
+}
+
 TEST_F(InfoCenter, AValueOfThisRunKeepsWhatItWasGivenFirst) {
     CInfoCenter* store = CInfoCenter::GetInst();
     store->SetValue("k", "a");
-    store->SetValue("k", "b");
-    EXPECT_EQ("a", store->GetValue("k"));
     store->SetGlobalValue("k", "c");
     store->SetGlobalValue("shared", "d");
     store->SynchroGlobalValue();
@@ -43,42 +79,91 @@ TEST_F(InfoCenter, SettingsAreSavedAtOnceAndReadOnce) {
     EXPECT_TRUE(store->SetLocalValue("ticket", "<&>"));
     EXPECT_EQ("<&>", OnDisk("ticket"));
     EXPECT_EQ("1.0", OnDisk("version"));
-
-    Settings("<any><ticket>foreign</ticket></any>");
+    m_folder.Write(kSettings, "<any><ticket>foreign</ticket></any>");
     EXPECT_EQ("<&>", store->GetLocalValue("ticket"));
-    CInfoCenter::Release();
-    EXPECT_EQ("foreign", CInfoCenter::GetInst()->GetLocalValue("ticket"));
 }
 
-TEST_F(InfoCenter, NothingIsSavedWithoutSettingsThatCanBeRead) {
-    EXPECT_FALSE(CInfoCenter::GetInst()->SetLocalValue("ticket", "new"));
-    EXPECT_FALSE(m_folder.Has("conf"));
-    CInfoCenter::Release();
+TEST_F(InfoCenter, OnlyWhatAStartOrALoginNeedsIsForcedToTheDiskBeforeItIsInPlace) {
+    Settings("<any/>");
+    CInfoCenter* store = CInfoCenter::GetInst();
+    g_duringSync = [] { ADD_FAILURE() << "a ticket can be had again"; };
+    EXPECT_TRUE(store->SetLocalValue("ticket", "t"));
+    for (const char* key : {"PID", "clientId", "SyncLocalValue"}) {
+        const std::string before = m_folder.Read(kSettings);
+        bool synced = false;
+        g_duringSync = [&] { synced = before == m_folder.Read(kSettings); };
+        *key == 'S' ? store->SyncLocalValue() : (void)store->SetLocalValue(key, "1");
+        EXPECT_TRUE(synced) << key;
+    }
+}
 
+TEST_F(InfoCenter, BrokenSettingsArePutAsideAndSavingWorksAgain) {
+    ASSERT_EQ(CLog::GetInst()->Create("", "log", ""), 0);
+    const std::string rows[] = {"", std::string(4096, '\0'), "<any><ticket>cut off"};
+    for (size_t row = 0; row < std::size(rows); ++row) {
+        SCOPED_TRACE(rows[row]);
+        Settings(rows[row]);
+        m_folder.Write("conf/.conf.xml.quorvane-save-123456", "left over");
+        testing::internal::CaptureStderr();
+        CInfoCenter* store = CInfoCenter::GetInst();
+        store->CompleteStart();
+        ASSERT_EQ(row + 1, Broken().size()) << "an earlier one is kept";
+        EXPECT_EQ(rows[row], m_folder.Read(Broken().back()));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(Broken().back()));
+        EXPECT_THAT(m_folder.Read("log"), HasSubstr(Broken().back()));
+        EXPECT_FALSE(m_folder.Has("conf/.conf.xml.quorvane-save-123456"));
+        EXPECT_TRUE(store->SetLocalValue("ticket", "new"));
+        EXPECT_EQ("new", OnDisk("ticket"));
+    }
+}
+
+TEST_F(InfoCenter, BrokenSettingsBecomeTheInstalledOnesAndTenAreKept) {
+    m_folder.Write("installed.xml", "<d><version>1</version></d>");
+    for (const char* defaults : {"installed.xml", "missing.xml"}) {
+        for (int start = 0; start < 12; ++start) {
+            m_folder.Write(kSettings, "broken " + std::to_string(start));
+            const std::string report = MendSettings(kSettings, defaults).GetText();
+            const size_t name = report.find(kAnyBroken);
+            EXPECT_EQ("broken " + std::to_string(start),
+                      m_folder.Read(report.substr(name, report.find(' ', name) - name)));
+            EXPECT_EQ(*defaults == 'i' ? "1" : "", OnDisk("version"));
+        }
+        EXPECT_EQ(10u, Broken().size());
+    }
+}
+
+TEST_F(InfoCenter, WhatCannotBeMendedIsLeftAsItIs) {
+    EXPECT_FALSE(CInfoCenter::GetInst()->SetLocalValue("ticket", "new"));
+    EXPECT_FALSE(m_folder.Has("conf")) << "settings are shipped, not made";
     Settings("<any><ticket>cut off");
-    CInfoCenter::GetInst()->SetLocalValue("ticket", "new");
-    EXPECT_EQ("<any><ticket>cut off", m_folder.Read("conf/conf.xml"));
+    {
+        const FileSizeLimit fullDisk(4);
+        EXPECT_FALSE(CInfoCenter::GetInst()->SetLocalValue("ticket", "new"));
+    }
+    EXPECT_EQ("<any><ticket>cut off", m_folder.Read(kSettings));
+    EXPECT_TRUE(CFileUtil::FindFiles("conf/", "?*.*-*").empty() && Broken().empty());
 }
 
 // A lookup moves the document's cursors, so even two readers would disturb each other.
-TEST_F(InfoCenter, ThreadsReadAndWriteTheSettingsSideBySide) {
-    Settings("<any><a>1</a><b><c>2</c></b></any>");
+TEST_F(InfoCenter, WhoSavesKeepsTheOtherThreadsWaiting) {
+    Settings("<any/>");
     CInfoCenter* store = CInfoCenter::GetInst();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([store, i] {
-            const CAutoString key = "key" + CAutoString(std::to_string(i));
-            for (int round = 0; round < 50; ++round) {
-                EXPECT_EQ("1", store->GetLocalValue("a"));
-                EXPECT_EQ("2", store->GetLocalValue("b.c"));
-                EXPECT_TRUE(store->SetLocalValue(key, std::to_string(round).c_str()));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
+    const std::function<void()> others[] = {[&] { (void)store->SetLocalValue("key", "1"); },
+                                            [&] { (void)store->GetLocalValue("key"); }};
+    for (const auto& other : others) {
+        std::atomic<pid_t> id{0};
+        std::atomic<bool> done{false};
+        std::thread thread;
+        g_duringSync = [&] {
+            thread = std::thread([&] {
+                id = gettid();
+                other();
+                done = true;
+            });
+            EXPECT_TRUE(WaitUntil([&] { return done || IsAsleep(id); }));
+            EXPECT_FALSE(done);
+        };
+        store->SyncLocalValue();
         thread.join();
-    }
-    for (const char* key : {"key0", "key1", "key2", "key3"}) {
-        EXPECT_EQ("49", OnDisk(key));
     }
 }
