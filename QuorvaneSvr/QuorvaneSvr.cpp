@@ -85,6 +85,7 @@ int main(int argc, char** argv) {
         return kAlreadyRunning;
     }
     InitLog();
+    CInfoCenter::GetInst()->CompleteStart();
     CServer server;
     InitPortal(server);
     CUserInfo userInfo;
