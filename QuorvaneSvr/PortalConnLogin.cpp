@@ -246,6 +246,7 @@ int CPortalConn::TakeLogin(const CHttpData& answer) {
     m_keepRetry = std::min(m_pPortalConf->iKeepRetry, kMostRetries) + 1;
     m_ConnnectType = kPortalConnection;
     NetStateChange(ES_CONNECTING, ES_CONNECTED, StateCode::kSuccess, "");
+    m_host.GetInfoCenter()->SyncLocalValue();
     return PortalResult::kSuccess;
 }
 
