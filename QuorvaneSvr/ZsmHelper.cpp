@@ -58,6 +58,16 @@ void SzFree(void* /*allocator*/, void* address) {
 
 ISzAlloc lzmaAllocator = {SzAlloc, SzFree};
 
+// As CZsmHelper::LzmaUncompress. `finish` says whether the stream has to end where the room does. The decoder
+// takes `destination` for its dictionary, so a huge dictionary size in the properties costs nothing.
+int Unpack(unsigned char* destination, size_t* destinationLength, const unsigned char* source,
+           size_t* sourceLength, const unsigned char* properties, size_t propertiesSize,
+           ELzmaFinishMode finish) {
+    ELzmaStatus status = LZMA_STATUS_NOT_SPECIFIED;
+    return LzmaDecode(destination, destinationLength, source, sourceLength, properties,
+                      static_cast<unsigned>(propertiesSize), finish, &status, &lzmaAllocator);
+}
+
 const char* TextOrEmpty(const char* text) {
     return text != nullptr ? text : "";
 }
@@ -79,6 +89,15 @@ uint32_t ReadLittleEndian(const unsigned char* bytes) {
 void RestoreChain(unsigned char* stream, size_t length) {
     for (size_t index = length; index > 1; --index) {
         stream[index - 2] ^= stream[index - 1];
+    }
+}
+
+// For the log: "Create File %s fail" and so on.
+const char* StepName(FileFault fault) {
+    switch (fault) {
+        case FileFault::kCreate: return "Create";
+        case FileFault::kWrite: return "Write";
+        default: return "Close";
     }
 }
 
@@ -153,6 +172,7 @@ CZsmHelper* CZsmHelper::GetInst() {
 int CZsmHelper::Init(const char* path, char* /*key*/, unsigned long /*keyLength*/) {
     const CLockGuard<GNothing> guard(m_zsmLock);
     snprintf(m_pZsm, sizeof(m_pZsm), "%s", TextOrEmpty(path));
+    CFileUtil::RemoveLeftOvers(m_pZsm);
     return 1;
 }
 
@@ -181,17 +201,9 @@ int CZsmHelper::Update(char* data, unsigned long length) {
 }
 
 int CZsmHelper::UpdateZsm(char* data, unsigned long length) {
-    CSimpleFile file;
-    if (file.CreateFile(m_pZsm, "w") != 0) {
-        CLog::GetInst()->WriteLog(ERROR, "Create File %s fail", m_pZsm);
-        return -1;
-    }
-    if (file.WriteFile(data, length) != 0) {
-        CLog::GetInst()->WriteLog(ERROR, "Write File %s fail", m_pZsm);
-        return -1;
-    }
-    if (file.CloseFile() != 0) {
-        CLog::GetInst()->WriteLog(ERROR, "Close File %s fail", m_pZsm);
+    const FileFault fault = CFileUtil::Replace(m_pZsm, {data, length});
+    if (fault != FileFault::kNone) {
+        CLog::GetInst()->WriteLog(ERROR, "%s File %s fail", StepName(fault), m_pZsm);
         return -1;
     }
     return 1;
@@ -270,7 +282,7 @@ __ZsoFile* CZsmHelper::openZsmModule() {
 }
 
 __ZsoFile* CZsmHelper::loadZsoModule(const char* path) {
-    const FileOwner file(fopen(path, "rb"));
+    const FileOwner file(fopen(path, "rbe"));
     if (!file) {
         return nullptr;
     }
@@ -311,50 +323,33 @@ bool CZsmHelper::UnpackModule(unsigned char* packed, size_t length, __ZsoFile* m
     unsigned char* stream = packed + kStreamOffset;
     const size_t streamLength = length - kStreamOffset;
     RestoreChain(stream, streamLength);
-    module->data = static_cast<unsigned char*>(malloc(size + 1));
+    module->data = static_cast<unsigned char*>(malloc(size));
     if (module->data == nullptr) {
         return false;
     }
-    // With room for exactly the module, a stream that ends with a mark stops in front of it and so looks like
-    // one that goes on. Room for one byte more tells the two apart. (A stream without a mark can be one of
-    // two sizes only where zero bytes at its end cost it not a bit; either size is then right.)
-    for (const size_t room : {size_t{size}, size_t{size} + 1}) {
-        size_t produced = room;
-        size_t consumed = streamLength;
-        if (LzmaUncompress(module->data, &produced, stream, &consumed, packed, kPropertiesSize) == SZ_OK) {
-            module->size = produced == size ? size : 0;
-            break;
-        }
-        if (streamLength - consumed > LZMA_REQUIRED_INPUT_MAX) {
-            break;  // more is left than a mark
-        }
-    }
-    return module->size != 0;
+    // The stream ends with a mark, or just where the module is complete; what else is in the file is not
+    // looked at. One that goes on beyond the recorded size is another module's, or damaged.
+    size_t produced = size;
+    size_t consumed = streamLength;
+    const bool complete = Unpack(module->data, &produced, stream, &consumed, packed, kPropertiesSize,
+                                 LZMA_FINISH_END) == SZ_OK &&
+                          produced == size;
+    module->size = complete ? size : 0;
+    return complete;
 }
 
-// The decoder takes `destination` for its dictionary, so a huge dictionary size in the properties costs
-// nothing.
 int CZsmHelper::LzmaUncompress(unsigned char* destination, size_t* destinationLength,
                                const unsigned char* source, size_t* sourceLength,
                                const unsigned char* properties, size_t propertiesSize) {
-    const size_t available = *sourceLength;
-    ELzmaStatus status = LZMA_STATUS_NOT_SPECIFIED;
-    const SRes result =
-        LzmaDecode(destination, destinationLength, source, sourceLength, properties,
-                   static_cast<unsigned>(propertiesSize), LZMA_FINISH_ANY, &status, &lzmaAllocator);
-    if (result != SZ_OK) {
-        return result;
-    }
-    const bool ended =
-        status == LZMA_STATUS_FINISHED_WITH_MARK || status == LZMA_STATUS_MAYBE_FINISHED_WITHOUT_MARK;
-    return ended && *sourceLength == available ? SZ_OK : SZ_ERROR_DATA;
+    return Unpack(destination, destinationLength, source, sourceLength, properties, propertiesSize,
+                  LZMA_FINISH_ANY);
 }
 
 int CZsmHelper::writeTmpSo(char* path, __ZsoFile* module) {
     (void)unlink(path);  // usually there is none; what cannot be removed makes the exclusive creation fail
     module->tmpn = strdup(path);
     CSimpleFile file;
-    if (module->tmpn == nullptr || file.CreateFile(path, "wbx") != 0) {
+    if (module->tmpn == nullptr || file.CreateFile(path, "wbxe") != 0) {
         return 0;
     }
     const bool written = chmod(path, kTemporaryMode) == 0 &&

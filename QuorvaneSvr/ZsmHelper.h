@@ -55,13 +55,11 @@ class CZsmHelper {
     int Init(const char* path, char* key, unsigned long keyLength);
     // Has nothing to release, as nothing stays open.
     void Release();
-    // Always 1, whether or not there is a container file.
-    int IsUpdated();
     // The container's algorithm id, at most 99 characters of it; valid until the next call. The all-zero id
     // while no module can be loaded, whatever was read before.
     const char* GetAlgoId();
     // Stores a new container exactly as received; the next operation finds out whether it is one. 1 when it
-    // was written, 0 when `data` is null, -1 on failure, which is logged.
+    // was written, 0 when `data` is null, -1 on failure, which is logged and leaves the old one whole.
     int Update(char* data, unsigned long length);
 
     // The encoded text, to be freed with FreeResult; never null. A missing or failing module gives the text
@@ -74,7 +72,7 @@ class CZsmHelper {
     void FreeResult(const char* text);
 
     // Reads and unpacks a container without loading the module. Null when the file is no whole container or
-    // its stream does not end at exactly the recorded size.
+    // its stream does not end at exactly the recorded size. Bytes behind the stream do no harm.
     static __ZsoFile* loadZsoModule(const char* path);
     // Unloads the module, deletes its temporary file and frees the record, which becomes null. Null is
     // allowed.
@@ -90,8 +88,14 @@ class CZsmHelper {
     // Reads a text of `fixedLength` bytes, or with 0 one whose length is the byte in front of it. `out` is
     // malloc-allocated and terminated, or null for a length of 0. 1, or 0 when the file ends too early.
     static int zsoReadString(char** out, FILE* file, unsigned char fixedLength);
-    // 0 when the whole of `source` is one stream that ends within the room of `destination`. The lengths are
-    // the room and the input going in, what was produced and consumed coming out, on failure as well.
+
+    // Not used by the service. For whoever looks at a container by other means than loading its module.
+    //
+    // Always 1, whether or not there is a container file.
+    int IsUpdated();
+    // Unpacks `source` as far as the room of `destination` goes; 0 also when the stream would go on, or ended
+    // in front of the end of `source`. The lengths are the room and the input going in, what was produced and
+    // consumed coming out, on failure as well.
     static int LzmaUncompress(unsigned char* destination, size_t* destinationLength,
                               const unsigned char* source, size_t* sourceLength,
                               const unsigned char* properties, size_t propertiesSize);
@@ -102,6 +106,8 @@ class CZsmHelper {
     // Fills `data` and `size` from what follows the container's texts; the stream is restored in place. False
     // when it is not a module's.
     static bool UnpackModule(unsigned char* packed, size_t length, __ZsoFile* module);
+
+    [[maybe_unused]] char m_pDefaultZsm[1024] = {};  // not used by the service; stays zeroed
 
     char m_pZsm[1024] = {};                                        // path of the container file
     char m_pAlgoId[100] = "00000000-0000-0000-0000-000000000000";  // the last one read
