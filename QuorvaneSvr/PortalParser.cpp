@@ -35,7 +35,7 @@ struct RequestElement {
 
 // Each element goes in front of the one added before it, so the document lists them in reverse. That order is
 // what travels to the portal and what the checksum covers: do not sort.
-// Held by PortalParser.RequestDocumentsListTheirElementsInReverse.
+// Held by MarkupEdit.RepeatedInsertsComeOutInReverse, and portal-sim refuses requests in another order.
 void InsertElements(CMarkup& markup, std::initializer_list<RequestElement> elements) {
     for (const RequestElement& element : elements) {
         markup.InsertChildElem(element.name, element.text);
@@ -268,11 +268,14 @@ int CPortalParser::PackData(CAutoMemory<char>* payload, unsigned char tag1, unsi
 
 int CPortalParser::UnpackData(char* frame, unsigned long /*length*/, unsigned char& tag1, unsigned char& tag2,
                               CAutoMemory<char>* payload) {
-    if (frame == nullptr || payload == nullptr) {
+    if (frame == nullptr) {
         return -1;
     }
     uint16_t length = 0;
     memcpy(&length, frame, sizeof(length));
+    if (length > 0 && payload == nullptr) {
+        return -1;
+    }
     tag1 = static_cast<unsigned char>(frame[sizeof(length)]);
     tag2 = static_cast<unsigned char>(frame[sizeof(length) + 1]);
     if (length > 0) {

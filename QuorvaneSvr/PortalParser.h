@@ -154,9 +154,10 @@ class CPortalParser {
     int CodeConvert(const char* fromCharset, const char* toCharset, char* in, size_t inLength, char* out,
                     size_t* outLength);
 
-    // Framing of module data: 16-bit little-endian length, two tag bytes, payload. Longer payloads are cut to
-    // their length modulo 65536. 0, or -1 when `frame` (or the payload to fill) is null. UnpackData trusts
-    // the frame's own length, so it is given whole frames only.
+    // Not used by the service. Framing of module data: 16-bit little-endian length, two tag bytes, payload.
+    // Longer payloads are cut to their length modulo 65536. 0, or -1 when `frame` is null, or the payload of
+    // a frame that has one. UnpackData trusts the frame's own length, so it is given whole frames only; an
+    // empty one leaves the payload untouched, which may then be null.
     int PackData(CAutoMemory<char>* payload, unsigned char tag1, unsigned char tag2,
                  CAutoMemory<char>* frame);
     int UnpackData(char* frame, unsigned long length, unsigned char& tag1, unsigned char& tag2,
