@@ -32,13 +32,10 @@ class CAutoString {
     CAutoString Mid(int first) const;
     CAutoString Mid(int first, int count) const;
     CAutoString Left(int count) const;
-    CAutoString Right(int count) const;
 
     // Positions count from 0; -1 means not found. An empty or null `text` is never found.
     int Find(const char* text, int start = 0) const;
     int Find(char character, int start = 0) const;
-    int ReverseFind(const char* text) const;
-    int ReverseFind(char character) const;
 
     // The following change the text in place. Trim removes white space at both ends, Insert answers the new
     // length, Replace the number of replacements. Only ASCII letters have a case.
@@ -46,7 +43,6 @@ class CAutoString {
     int Insert(int index, const char* text);
     int Replace(const char* oldText, const char* newText);
     CAutoString& MakeLower();
-    CAutoString& MakeUpper();
 
     // Below, at or above 0 as in strcmp; a null `text` counts as empty.
     int Compare(const char* text) const;
@@ -72,6 +68,12 @@ class CAutoString {
     friend bool operator<(const CAutoString& left, const CAutoString& right) {
         return left.m_strText < right.m_strText;
     }
+
+    // Not used by the service. What completes a text class; as Left, Find and MakeLower above.
+    CAutoString Right(int count) const;
+    int ReverseFind(const char* text) const;
+    int ReverseFind(char character) const;
+    CAutoString& MakeUpper();
 
   private:
     std::string m_strText;

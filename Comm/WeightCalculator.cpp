@@ -42,3 +42,7 @@ void HashBalance::deleteIp(const std::string& ip) {
         serverMap.erase(found);
     }
 }
+
+void HashBalance::addIp(const std::string& ip) {
+    serverMap.push_back(ip);
+}

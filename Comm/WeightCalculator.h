@@ -20,6 +20,9 @@ class HashBalance {
     // Removes the first entry equal to `ip`, if there is one.
     void deleteIp(const std::string& ip);
 
+    // Not used by the service. Puts `ip` behind the last entry, for a server that answers again.
+    void addIp(const std::string& ip);
+
   private:
     std::vector<std::string> serverMap;
 };

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
@@ -129,4 +130,25 @@ bool is_uuid_string(const char* text) {
         }
     }
     return true;
+}
+
+uint32_t uuid_to_timestamp(const _uuid_t* uuid) {
+    return uuid->data1;
+}
+
+const char* timestamp_to_string(uint32_t timestamp) {
+    static char text[sizeof("4294967295")];
+    snprintf(text, sizeof(text), "%lu", static_cast<unsigned long>(timestamp));
+    return text;
+}
+
+int uuid_compare(const _uuid_t* left, const _uuid_t* right) {
+    const std::string leftText = uuid_to_string(left);  // copied, for the next call overwrites it
+    return leftText.compare(uuid_to_string(right));
+}
+
+int uuid_compare_time(const _uuid_t* left, const _uuid_t* right) {
+    const uint32_t leftTime = uuid_to_timestamp(left);
+    const uint32_t rightTime = uuid_to_timestamp(right);
+    return (leftTime > rightTime ? 1 : 0) - (leftTime < rightTime ? 1 : 0);
 }

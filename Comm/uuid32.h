@@ -19,7 +19,19 @@ void uuid_create(_uuid_t* uuid);
 // 36 characters: lower-case hexadecimal digits in the groups 8-4-4-4-12. The text is overwritten by the next
 // call.
 const char* uuid_to_string(const _uuid_t* uuid);
+
+// Not used by the service. For whoever reads the client ids of installations.
+//
 // A new identifier as such a text.
 const char* uuid_create_string();
 // Whether the first 36 characters of `text` have that form; digits of both cases count.
 bool is_uuid_string(const char* text);
+// The time in the identifier: ticks of 0.1 microseconds, of which only 32 bits are kept, so that it starts
+// again from 0 about every seven minutes.
+uint32_t uuid_to_timestamp(const _uuid_t* uuid);
+// The ticks as a decimal number. The text is overwritten by the next call.
+const char* timestamp_to_string(uint32_t timestamp);
+// Below, at or above 0 as their texts compare, which is by the time first.
+int uuid_compare(const _uuid_t* left, const _uuid_t* right);
+// The same by nothing but the times; which of two was made first it tells only between two new starts.
+int uuid_compare_time(const _uuid_t* left, const _uuid_t* right);
