@@ -8,11 +8,7 @@
 namespace {
 
 std::string Repeat(const std::string& text, int count) {
-    std::string result;
-    for (int index = 0; index < count; ++index) {
-        result += text;
-    }
-    return result;
+    return count == 0 ? "" : count % 2 == 0 ? Repeat(text + text, count / 2) : text + Repeat(text, count - 1);
 }
 
 // Something of everything that the portal's documents hold.
@@ -52,32 +48,28 @@ const char* const kBad[] = {
 };
 // clang-format on
 
+void ExpectParsed(const std::string& text, bool good) {
+    SCOPED_TRACE(text);
+    CMarkup markup;
+    EXPECT_EQ(markup.SetDoc(text.c_str()), good);
+    EXPECT_EQ(markup.IsWellFormed(), good);
+    EXPECT_EQ(markup.FindElem(), good);
+    EXPECT_EQ(markup.GetDoc(), text);
+}
+
 }  // namespace
 
 TEST(MarkupParser, TellsGoodDocumentsFromBad) {
     for (const char* text : kGood) {
-        SCOPED_TRACE(text);
-        CMarkup markup;
-        EXPECT_TRUE(markup.SetDoc(text));
-        EXPECT_TRUE(markup.IsWellFormed());
-        EXPECT_STREQ(markup.GetDoc(), text);
+        ExpectParsed(text, true);
     }
     for (const char* text : kBad) {
-        SCOPED_TRACE(text);
-        CMarkup markup;
-        EXPECT_FALSE(markup.SetDoc(text));
-        EXPECT_FALSE(markup.IsWellFormed());
-        EXPECT_FALSE(markup.FindElem());
-        EXPECT_STREQ(markup.GetDoc(), text);
+        ExpectParsed(text, false);
     }
-}
-
-TEST(MarkupParser, RefusesEveryTruncation) {
     const std::string whole = kConfig;
     const size_t end = whole.find("</config>") + strlen("</config>");
-    CMarkup markup;
     for (size_t length = 0; length < whole.size(); ++length) {
-        EXPECT_EQ(markup.SetDoc(whole.substr(0, length).c_str()), length >= end) << length;
+        ExpectParsed(whole.substr(0, length), length >= end);
     }
 }
 
@@ -87,14 +79,12 @@ TEST(MarkupParser, SurvivesHostileShapes) {
     for (int index = 0; index < 100'000; ++index) {
         attributes += " n" + std::to_string(index) + "='v'";
     }
-    const std::string reference = Repeat("&#1", kMany) + Repeat("1", kMany) + ";";
     const std::tuple<const char*, std::string, bool> rows[] = {
-        {"a million levels, unclosed", Repeat("<a>", kMany), false},
         {"a million levels", Repeat("<a>", kMany) + Repeat("</a>", kMany), true},
         {"a million siblings", "<r>" + Repeat("<a/>", kMany) + "</r>", true},
         {"100000 attributes", attributes + "/>", true},
         {"100000 attributes and one twice", attributes + " n5=''/>", false},
-        {"a million ampersands and digits", "<a>" + reference + "</a>", true},
+        {"a million ampersands", "<a>" + Repeat("&#1", kMany) + "</a>", true},
         {"a million brackets in a DOCTYPE", "<!DOCTYPE a " + Repeat("<", kMany), false},
         {"a million comment starts", "<a>" + Repeat("<!--", kMany), false},
     };
@@ -104,11 +94,10 @@ TEST(MarkupParser, SurvivesHostileShapes) {
         EXPECT_EQ(markup.SetDoc(text.c_str()), good);
         EXPECT_EQ(markup.FindElem(), good);
         EXPECT_EQ(markup.GetSubDoc().GetLength(), good ? static_cast<int>(text.size()) : 0);
-        EXPECT_EQ(markup.GetData().IsEmpty(), text.find('&') == std::string::npos);
     }
 }
 
-TEST(MarkupText, ResolvesReferencesOnReading) {
+TEST(MarkupText, IsReadAsItIsMeant) {
     const char kNone[] = "p&ss&word;& &#; &#x; &#x41 &#-1; &#1114112; &#xD800; &#0; &#99999999999;";
     const std::pair<const char*, const char*> rows[] = {
         {"a&lt;b&gt;c&amp;&apos;&quot;", "a<b>c&'\""},
@@ -118,111 +107,61 @@ TEST(MarkupText, ResolvesReferencesOnReading) {
         {"\xD6\xD0 \t\r\nout<b>in</b>si<c/>de", "\xD6\xD0 \t\r\noutside"},
     };
     for (const auto& [text, data] : rows) {
-        SCOPED_TRACE(text);
         CMarkup markup;
-        ASSERT_TRUE(markup.SetDoc((std::string("<a>") + text + "</a>").c_str()));
-        ASSERT_TRUE(markup.FindElem());
+        ASSERT_TRUE(markup.SetDoc((std::string("<a>") + text + "</a>").c_str()) && markup.FindElem());
         EXPECT_STREQ(markup.GetData(), data);
     }
-}
-
-TEST(MarkupText, EscapesOnWriting) {
-    EXPECT_STREQ(CMarkup::EscapeText("<a & 'b' \"c\">"), "&lt;a &amp; 'b' \"c\"&gt;");
-    EXPECT_STREQ(CMarkup::EscapeText("'\"", CMarkup::MNF_ESCAPEQUOTES), "&apos;&quot;");
-    EXPECT_STREQ(CMarkup::EscapeText("&lt; &#1; &_ &: &1 &", CMarkup::MNF_WITHREFS),
-                 "&lt; &#1; &_ &: &amp;1 &amp;");
-    EXPECT_STREQ(CMarkup::EscapeText(nullptr), "");
-    EXPECT_STREQ(CMarkup::UnescapeText("&lt;&#33;"), "<!");
+    EXPECT_STREQ(CMarkup::EscapeText("<&lt; &_ &1 '\">", CMarkup::MNF_WITHREFS | CMarkup::MNF_ESCAPEQUOTES),
+                 "&lt;&lt; &_ &amp;1 &apos;&quot;&gt;");
 }
 
 TEST(MarkupWalk, CursorsReadAConfiguration) {
     CMarkup markup;
     ASSERT_TRUE(markup.SetDoc(kConfig));
-    EXPECT_FALSE(markup.FindElem("response"));
-    ASSERT_TRUE(markup.FindElem("config"));
-    ASSERT_TRUE(markup.FindChildElem("ticket-url"));
-    EXPECT_STREQ(markup.GetChildData(), "http://h/t?a=1&b=2");
-    EXPECT_FALSE(markup.FindChildElem("ticket-url")) << "only one is there";
-
-    ASSERT_TRUE(markup.FindChildElem("auth")) << "the search goes on behind the last child found";
-    ASSERT_TRUE(markup.FindChildElem("auth"));
-    ASSERT_TRUE(markup.IntoElem());
-    ASSERT_TRUE(markup.FindChildElem("default"));
+    EXPECT_FALSE(markup.FindElem("response") || markup.FindElem("CONFIG"));
+    markup.SetDocFlags(CMarkup::MDF_IGNORECASE);
+    ASSERT_TRUE(markup.FindElem("CONFIG"));
+    ASSERT_TRUE(markup.FindChildElem("auth") && markup.FindChildElem("auth")) << "the next one of the name";
+    ASSERT_TRUE(markup.IntoElem() && markup.FindChildElem("default"));
     EXPECT_STREQ(markup.GetChildData(), "Yes");
     ASSERT_TRUE(markup.OutOfElem());
     EXPECT_STREQ(markup.GetTagName(), "config");
     EXPECT_STREQ(markup.GetChildSubDoc(), "<auth><type>jvn-mobile-qr</type><default>Yes</default></auth>");
-
     EXPECT_FALSE(markup.FindChildElem("ticket-url")) << "it stands in front";
     markup.ResetChildPos();
     ASSERT_TRUE(markup.FindChildElem("server-clusters"));
-    EXPECT_STREQ(markup.GetChildAttrib("servers"), "1.2.3.4,5.6.7.8");
+    EXPECT_STREQ(markup.GetChildAttrib("Servers"), "1.2.3.4,5.6.7.8");
     EXPECT_STREQ(markup.GetChildAttrib("server"), "");
     ASSERT_TRUE(markup.FindChildElem());
     EXPECT_STREQ(markup.GetChildData(), "ab<&>c");
     EXPECT_FALSE(markup.FindChildElem());
 }
 
-TEST(MarkupWalk, WithoutAPlaceThereIsNothingToReadOrChange) {
-    CMarkup markup;
-    EXPECT_FALSE(markup.IntoElem() || markup.OutOfElem() || markup.FindChildElem() || markup.SetData("x"));
-    EXPECT_FALSE(markup.AddChildElem("x") || markup.InsertChildElem("x") || markup.AddChildSubDoc("<x/>"));
-    EXPECT_EQ(markup.GetTagName() + markup.GetData() + markup.GetSubDoc() + markup.GetDoc(), "");
-    EXPECT_EQ(markup.GetChildData() + markup.GetAttrib(nullptr) + markup.GetChildAttrib("x"), "");
-}
-
-TEST(MarkupWalk, StreamedDocumentRefuses) {
-    CMarkup markup;
-    ASSERT_TRUE(markup.SetDoc("<a><b/></a>"));
-    for (const int flag : {CMarkup::MDF_READFILE, CMarkup::MDF_WRITEFILE}) {
-        markup.SetDocFlags(flag);
-        EXPECT_FALSE(markup.SetDoc("<c/>") || markup.FindChildElem());
-        EXPECT_TRUE(markup.IsWellFormed());
-    }
-}
-
 TEST(MarkupEdit, RepeatedInsertsComeOutInReverse) {
     CMarkup markup;
-    ASSERT_TRUE(markup.SetDoc("<?xml version=\"1.0\" encoding=\"UTF-8\"?><request></request>"));
-    for (const char* name : {"host-name", "user-agent", "client-id"}) {
-        ASSERT_TRUE(markup.InsertChildElem(name, name));
-    }
+    ASSERT_TRUE(markup.SetDoc("<?xml version=\"1.0\"?><request></request>"));
+    ASSERT_TRUE(markup.InsertChildElem("host-name", "h") && markup.InsertChildElem("client-id", "c"));
     ASSERT_TRUE(markup.AddChildSubDoc("<?xml version='1.0'?>\n<sub> <x y='1'/>\n</sub>\n"));
     ASSERT_TRUE(markup.InsertChildElem("shared", "2"));
     EXPECT_STREQ(markup.GetDoc(),
-                 "<?xml version=\"1.0\" encoding=\"UTF-8\"?><request><client-id>client-id</client-id>"
-                 "<user-agent>user-agent</user-agent><host-name>host-name</host-name>"
+                 "<?xml version=\"1.0\"?><request><client-id>c</client-id><host-name>h</host-name>"
                  "<shared>2</shared><sub> <x y='1'/>\n</sub></request>");
 }
 
-TEST(MarkupEdit, PutsElementsWhereTheCursorsStand) {
+TEST(MarkupEdit, PutsElementsWhereTheCursorsStandAndLeavesTheTextAround) {
     CMarkup markup;
-    EXPECT_TRUE(markup.AddElem("r"));
-    EXPECT_FALSE(markup.AddChildElem("no name") || markup.AddChildElem(nullptr));
-    EXPECT_FALSE(markup.AddChildSubDoc("<x/><y/>"));
-    EXPECT_TRUE(markup.AddChildElem("b", "2") && markup.AddChildElem("d", "4"));
-    EXPECT_TRUE(markup.InsertChildElem("c", "]]>", CMarkup::MNF_WITHCDATA));
-    markup.ResetChildPos();
-    EXPECT_TRUE(markup.InsertChildElem("a") && markup.IntoElem());
-    EXPECT_TRUE(markup.SetData(1) && markup.AddElem("e"));
-    EXPECT_STREQ(markup.GetDoc(), "<r><a>1</a><e></e><b>2</b><c><![CDATA[]]]]><![CDATA[>]]></c><d>4</d></r>");
-    EXPECT_TRUE(markup.FindElem("c"));
-    EXPECT_STREQ(markup.GetData(), "]]>");
-
-    EXPECT_TRUE(markup.OutOfElem());
-    EXPECT_STREQ(markup.GetChildSubDoc(), "<c><![CDATA[]]]]><![CDATA[>]]></c>");
-    EXPECT_TRUE(markup.AddElem("second"));
-    EXPECT_FALSE(markup.IsWellFormed());
-}
-
-TEST(MarkupEdit, LeavesTheTextAroundAlone) {
-    CMarkup markup;
-    ASSERT_TRUE(markup.SetDoc("<!--1--><r>\n <a/>\n <b x='1' />\n</r>\n<!--2-->"));
-    ASSERT_TRUE(markup.FindChildElem("b") && markup.InsertChildElem("n"));
-    ASSERT_TRUE(markup.FindChildElem("b") && markup.IntoElem() && markup.AddChildElem("c"));
+    EXPECT_FALSE(markup.SetData("x") || markup.AddChildElem("x") || markup.AddChildSubDoc("<x/>"));
+    ASSERT_TRUE(markup.SetDoc("<!--1--><r>\n <b x='1' />\n</r>\n<!--2-->"));
+    EXPECT_FALSE(markup.AddChildElem("no name") || markup.AddChildSubDoc("<x/><y/>"));
+    ASSERT_TRUE(markup.FindChildElem("b") && markup.InsertChildElem("n", "]]>", CMarkup::MNF_WITHCDATA));
+    ASSERT_TRUE(markup.FindChildElem("b") && markup.IntoElem() && markup.AddChildElem("c", "3"));
     EXPECT_STREQ(markup.GetAttrib("x"), "1");
-    EXPECT_STREQ(markup.GetDoc(), "<!--1--><r>\n <a/>\n <n></n><b x='1' ><c></c></b>\n</r>\n<!--2-->");
-    EXPECT_STREQ(markup.GetSubDoc(), "<b x='1' ><c></c></b>");
+    EXPECT_TRUE(markup.AddElem("d") && markup.SetData(4));
+    EXPECT_STREQ(
+        markup.GetDoc(),
+        "<!--1--><r>\n <n><![CDATA[]]]]><![CDATA[>]]></n><b x='1' ><c>3</c></b><d>4</d>\n</r>\n<!--2-->");
+    EXPECT_TRUE(markup.OutOfElem() && markup.AddElem("second"));
+    EXPECT_FALSE(markup.IsWellFormed());
 }
 
 TEST(MarkupEdit, ReplacedTextsAreForgotten) {

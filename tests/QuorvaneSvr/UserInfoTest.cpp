@@ -10,41 +10,26 @@
 
 namespace {
 
-using testing::HasSubstr;
-
-// Starts of the service in one installation folder; each reads the settings file anew.
-class UserInfo : public testing::Test {
-  protected:
-    void Start() {
-        CInfoCenter::Release();
-        EXPECT_EQ(CUserInfo().Init(), 1);
-    }
-
-    CAutoString Published(const char* key) { return CInfoCenter::GetInst()->GetValue(key); }
-
-    ~UserInfo() override { CInfoCenter::Release(); }
-
-    TemporaryFolder m_folder;
-};
-
-TEST_F(UserInfo, FirstStartMakesAnIdThatLaterStartsKeep) {
-    m_folder.Write("conf/conf.xml", "<conf><version>1.2.3</version></conf>");
-    Start();
-    const CAutoString id = Published("clientId");
-    EXPECT_TRUE(is_uuid_string(id)) << id.GetBuffer();
-    EXPECT_THAT(m_folder.Read("conf/conf.xml"), HasSubstr("<clientId>" + id.GetText() + "</clientId>"));
-    Start();
-    EXPECT_EQ(Published("clientId"), id);
-    EXPECT_EQ(Published("version"), "1.2.3");
-    char name[256] = {};
-    ASSERT_EQ(gethostname(name, sizeof(name) - 1), 0);
-    EXPECT_EQ(Published("hostName"), name);
+CAutoString StartAndTell(const char* key) {
+    CInfoCenter::Release();
+    EXPECT_EQ(CUserInfo().Init(), 1);
+    return CInfoCenter::GetInst()->GetValue(key);
 }
 
-TEST_F(UserInfo, WithoutSettingsFileThereIsStillAnId) {
-    Start();
-    EXPECT_TRUE(is_uuid_string(Published("clientId")));
-    EXPECT_FALSE(m_folder.Has("conf/conf.xml"));
+TEST(UserInfo, FirstStartMakesAnIdThatLaterStartsKeep) {
+    TemporaryFolder folder;
+    EXPECT_TRUE(is_uuid_string(StartAndTell("clientId"))) << "also without settings";
+    folder.Write("conf/conf.xml", "<conf><version>1.2.3</version></conf>");
+    const CAutoString id = StartAndTell("clientId");
+    EXPECT_TRUE(is_uuid_string(id) && !is_uuid_string("01234567-89ab-cdef-0000-9abc1234567g"));
+    EXPECT_THAT(folder.Read("conf/conf.xml"),
+                testing::HasSubstr("<clientId>" + id.GetText() + "</clientId>"));
+    EXPECT_EQ(StartAndTell("clientId"), id);
+    EXPECT_EQ(StartAndTell("version"), "1.2.3");
+    char name[256] = {};
+    ASSERT_EQ(gethostname(name, sizeof(name) - 1), 0);
+    EXPECT_EQ(StartAndTell("hostName"), name);
+    CInfoCenter::Release();
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <iterator>
 #include <map>
 #include <random>
 #include <string>
@@ -25,14 +24,14 @@ void Run(const std::string& input) {
     (void)LLVMFuzzerTestOneInput(bytes.data(), bytes.size());  // the value is reserved and always 0
 }
 
-std::string Mutate(std::string text, const std::string& donor, std::mt19937& random) {
-    const auto below = [&random](size_t limit) { return limit == 0 ? 0 : random() % limit; };
+std::string Mutate(std::string text, std::mt19937& random) {
+    const auto below = [&random](size_t limit) { return random() % limit; };
     for (int change = 0; change < kChangesPerMutation; ++change) {
         const size_t at = below(text.size() + 1);
         switch (below(4)) {
             case 0: text.erase(at, below(16)); break;
             case 1: text.insert(at, 1, static_cast<char>(below(256))); break;
-            case 2: text.insert(at, donor, below(donor.size()), below(32)); break;
+            case 2: text.insert(at, text.substr(below(text.size() + 1), below(32))); break;
             default: text.replace(at, 1, 1, "<>&;/'\"= "[below(9)]); break;
         }
     }
@@ -60,8 +59,7 @@ int main(int argc, char** argv) {
             Run(input.substr(0, length));
         }
         for (int count = 0; count < kMutationsPerFile; ++count) {
-            const auto donor = static_cast<std::ptrdiff_t>(random() % inputs.size());
-            Run(Mutate(input, std::next(inputs.begin(), donor)->second, random));
+            Run(Mutate(input, random));
         }
     }
     return inputs.empty() ? EXIT_FAILURE : EXIT_SUCCESS;
