@@ -82,7 +82,6 @@ TEST(MarkupParser, SurvivesHostileShapes) {
     const std::tuple<const char*, std::string, bool> rows[] = {
         {"a million levels", Repeat("<a>", kMany) + Repeat("</a>", kMany), true},
         {"a million siblings", "<r>" + Repeat("<a/>", kMany) + "</r>", true},
-        {"100000 attributes", attributes + "/>", true},
         {"100000 attributes and one twice", attributes + " n5=''/>", false},
         {"a million ampersands", "<a>" + Repeat("&#1", kMany) + "</a>", true},
         {"a million brackets in a DOCTYPE", "<!DOCTYPE a " + Repeat("<", kMany), false},
@@ -115,23 +114,16 @@ TEST(MarkupText, IsReadAsItIsMeant) {
                  "&lt;&lt; &_ &amp;1 &apos;&quot;&gt;");
 }
 
-TEST(MarkupWalk, CursorsReadAConfiguration) {
+// Reading with the cursors is what PortalParser.ReadsAConfigurationOverAnEarlierOne does.
+TEST(MarkupWalk, NamesAreFoundInAnyCaseOnDemandAndOnlyForwards) {
     CMarkup markup;
     ASSERT_TRUE(markup.SetDoc(kConfig));
-    EXPECT_FALSE(markup.FindElem("response") || markup.FindElem("CONFIG"));
+    EXPECT_FALSE(markup.FindElem("CONFIG"));
     markup.SetDocFlags(CMarkup::MDF_IGNORECASE);
-    ASSERT_TRUE(markup.FindElem("CONFIG"));
-    ASSERT_TRUE(markup.FindChildElem("auth") && markup.FindChildElem("auth")) << "the next one of the name";
-    ASSERT_TRUE(markup.IntoElem() && markup.FindChildElem("default"));
-    EXPECT_STREQ(markup.GetChildData(), "Yes");
-    ASSERT_TRUE(markup.OutOfElem());
-    EXPECT_STREQ(markup.GetTagName(), "config");
-    EXPECT_STREQ(markup.GetChildSubDoc(), "<auth><type>jvn-mobile-qr</type><default>Yes</default></auth>");
-    EXPECT_FALSE(markup.FindChildElem("ticket-url")) << "it stands in front";
-    markup.ResetChildPos();
-    ASSERT_TRUE(markup.FindChildElem("server-clusters"));
+    ASSERT_TRUE(markup.FindElem("CONFIG") && markup.FindChildElem("server-Clusters"));
     EXPECT_STREQ(markup.GetChildAttrib("Servers"), "1.2.3.4,5.6.7.8");
     EXPECT_STREQ(markup.GetChildAttrib("server"), "");
+    EXPECT_FALSE(markup.FindChildElem("ticket-url"));
     ASSERT_TRUE(markup.FindChildElem());
     EXPECT_STREQ(markup.GetChildData(), "ab<&>c");
     EXPECT_FALSE(markup.FindChildElem());

@@ -5,9 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <tuple>
 
@@ -28,15 +26,15 @@ constexpr char kFallback[] = "tarce log algo auto compstr null value";
 constexpr char kNoAlgorithm[] = "00000000-0000-0000-0000-000000000000";
 
 // Offsets in a container with neither a key nor more than one byte of algorithm id.
-constexpr size_t kKeyLengthAt = 3;
-constexpr size_t kIdLengthAt = kKeyLengthAt + 1;
+constexpr size_t kIdLengthAt = 3 + 1;
 constexpr size_t kPropertiesAt = kIdLengthAt + 1 + 1;
 constexpr size_t kSizeAt = kPropertiesAt + 5;
 constexpr size_t kStreamAt = kSizeAt + 4;
 
-std::string SharedObject(const std::string& name) {
-    std::ifstream file(MODULE_DIR + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+std::string SharedObject(const char* name) {
+    std::string content;
+    EXPECT_TRUE(CFileUtil::ReadWholeFile((std::string(MODULE_DIR) + name).c_str(), content));
+    return content;
 }
 
 std::string Pack(const ModuleContainer& content, StreamEnd streamEnd = StreamEnd::kBySize) {
@@ -62,21 +60,6 @@ std::string WithStream(std::string bytes, const std::function<void(std::string&)
     return bytes;
 }
 
-std::string Uncompress(const std::string& container, size_t room) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(container.data());
-    std::string text(room, '?');
-    size_t consumed = container.size() - kStreamAt;
-    EXPECT_EQ(CZsmHelper::LzmaUncompress(reinterpret_cast<unsigned char*>(&text[0]), &room, bytes + kStreamAt,
-                                         &consumed, bytes + kPropertiesAt, kSizeAt - kPropertiesAt),
-              0);
-    return text.substr(0, room);
-}
-
-std::string WithByte(std::string bytes, size_t offset, int value) {
-    bytes.at(offset) = static_cast<char>(value);
-    return bytes;
-}
-
 std::string WithSize(std::string bytes, size_t offset, uint32_t size) {
     return bytes.replace(offset, sizeof size, reinterpret_cast<const char*>(&size), sizeof size);
 }
@@ -87,8 +70,6 @@ class ZsmHelperTest : public testing::Test {
         ASSERT_EQ(CLog::GetInst()->Create("", "log", ""), 0);
         Module().Init(kContainer, nullptr, 0);
     }
-
-    void TearDown() override { EXPECT_FALSE(m_folder.Has(kTemporary)); }
 
     static CZsmHelper& Module() { return *CZsmHelper::GetInst(); }
     // A new file each time: rewriting one waits for the disk on some file systems.
@@ -126,22 +107,18 @@ class ZsmHelperTest : public testing::Test {
 // The temporary file has the same path every time, and often the same inode: the dynamic linker must still
 // see the new module.
 TEST_F(ZsmHelperTest, UpdatedContainerIsUsedByTheNextOperation) {
-    const sample::Version* versions[] = {&sample::FirstVersion(), &sample::SecondVersion()};
-    const std::string texts[] = {"", "text", std::string(100000, 'x')};
-    for (size_t round = 0; round < 6; ++round) {
-        SCOPED_TRACE(round);
-        const sample::Version& version = *versions[round % 2];
-        const std::string& text = texts[round / 2];
-        std::string container =
-            Pack({version.keyId, "", version.algorithmId,
-                  SharedObject("sample-module-" + std::to_string(round % 2 + 1) + ".so")});
-        ASSERT_EQ(Module().Update(&container[0], container.size()), 1);
-        EXPECT_STREQ(Module().GetAlgoId(), version.algorithmId);
-        EXPECT_EQ(Code(text.c_str()), version.encode(text));
-        EXPECT_EQ(DeCode(version.encode(text).c_str()), text);
+    for (const std::string& text : {std::string("text"), std::string(100000, 'x'), std::string()}) {
+        for (const bool first : {true, false}) {
+            const sample::Version& version = first ? sample::FirstVersion() : sample::SecondVersion();
+            std::string container = Pack({version.keyId, "", version.algorithmId,
+                                          SharedObject(first ? "sample-module-1.so" : "sample-module-2.so")});
+            ASSERT_EQ(Module().Update(&container[0], container.size()), 1);
+            EXPECT_STREQ(Module().GetAlgoId(), version.algorithmId);
+            EXPECT_EQ(Code(text.c_str()), version.encode(text));
+            EXPECT_EQ(DeCode(version.encode(text).c_str()), text);
+        }
     }
-    EXPECT_EQ(Code(nullptr), "");
-    EXPECT_EQ(DeCode(nullptr), "");
+    EXPECT_EQ(Code(nullptr) + DeCode(nullptr), "");
 }
 
 TEST_F(ZsmHelperTest, WithoutAModuleTheFallbacksAnswer) {
@@ -171,45 +148,30 @@ TEST_F(ZsmHelperTest, FailedUpdateLeavesTheOldContainerWhole) {
     EXPECT_THAT(m_folder.Read("log"), HasSubstr(" Create File missing/container fail\n"));
 }
 
-TEST_F(ZsmHelperTest, LoadsEveryFormOfContainer) {
+TEST_F(ZsmHelperTest, LoadsEveryFormOfContainerAndNoDamagedOne) {
     const ModuleContainer plain = OddModule();
-    ModuleContainer longTexts = plain;
-    longTexts.key = std::string(255, 'k');
-    longTexts.algorithmId = std::string(255, 'i');
+    const std::string good = Pack(plain);
     const std::tuple<const char*, std::string, std::string> rows[] = {
-        {"stream that ends by its size", Pack(plain), "o"},
+        {"stream that ends by its size", good, "o"},
         {"stream that ends with a mark", Pack(plain, StreamEnd::kByMark), "o"},
-        {"longest texts", Pack(longTexts), std::string(99, 'i')},
-        {"no algorithm id", WithByte(Pack(plain), kIdLengthAt, 0).erase(kIdLengthAt + 1, 1), ""},
-        {"dictionary of 4 GiB", WithSize(Pack(plain), kPropertiesAt + 1, UINT32_MAX), "o"},
+        {"longest texts", Pack({"ODD", std::string(255, 'k'), std::string(255, 'i'), plain.module}),
+         std::string(99, 'i')},
+        {"no algorithm id", std::string(good).replace(kIdLengthAt, 2, 1, '\0'), ""},
+        {"dictionary of 4 GiB", WithSize(good, kPropertiesAt + 1, UINT32_MAX), "o"},
+        {"size of 4 GiB", WithSize(good, kSizeAt, UINT32_MAX), kNoAlgorithm},
+        {"damaged middle", std::string(good).replace(good.size() / 2, 4, 4, 'x'), kNoAlgorithm},
+        {"no shared object", Pack({"ODD", "", "o", "just a text"}), kNoAlgorithm},
+        {"beyond the limit", good + std::string(CZsmHelper::kMaxSize, '\0'), kNoAlgorithm},
     };
     for (const auto& [what, container, algorithmId] : rows) {
         SCOPED_TRACE(what);
+        const bool loads = algorithmId != kNoAlgorithm;
         PortalSends(container);
         EXPECT_EQ(Module().GetAlgoId(), algorithmId);
-        EXPECT_EQ(Code("text"), "odd");
-        EXPECT_EQ(DeCode("key id"), "ODD");
-    }
-}
-
-TEST_F(ZsmHelperTest, RefusesDamagedContainers) {
-    const std::string good = Pack(OddModule());
-    const std::pair<const char*, std::string> rows[] = {
-        {"key length that is not true", WithByte(good, kKeyLengthAt, 7)},
-        {"key that reaches beyond the end", WithByte(good, kKeyLengthAt, 255).substr(0, 100)},
-        {"properties out of range", WithByte(good, kPropertiesAt, 0xff)},
-        {"size of 4 GiB", WithSize(good, kSizeAt, UINT32_MAX)},
-        {"damaged middle", WithByte(good, good.size() / 2, good[good.size() / 2] ^ 1)},
-        {"module that is no shared object", Pack({"ODD", "", "o", "just a text"})},
-    };
-    for (const auto& [what, container] : rows) {
-        SCOPED_TRACE(what);
-        PortalSends(container);
-        ExpectFallbacks();
+        EXPECT_EQ(Code("text"), loads ? "odd" : kFallback);
+        EXPECT_EQ(DeCode("key id"), loads ? "ODD" : "(null)");
         EXPECT_FALSE(m_folder.Has(kTemporary));
     }
-    ASSERT_EQ(truncate(kContainer, CZsmHelper::kMaxSize + 1), 0);
-    ExpectFallbacks();
 }
 
 TEST_F(ZsmHelperTest, RefusesEveryTruncationAndEveryOtherSizeButNotBytesBehind) {
@@ -223,11 +185,7 @@ TEST_F(ZsmHelperTest, RefusesEveryTruncationAndEveryOtherSizeButNotBytesBehind) 
                 good, [=](std::string& bytes) { bytes.resize(std::max(kStreamAt, bytes.size() - cut)); }));
             ASSERT_FALSE(Loads()) << "stream cut by " << cut;
         }
-        const std::string longer = WithStream(good, [&](std::string& bytes) {
-            bytes += "some bytes of something else";
-            EXPECT_EQ(Uncompress(bytes, module.size()), module);
-            EXPECT_EQ(Uncompress(bytes, 6), "a text") << "it does not judge";
-        });
+        const std::string longer = WithStream(good, [](std::string& bytes) { bytes += "something else"; });
         for (uint32_t size = 0; size < 2 * module.size(); ++size) {
             for (const std::string& container : {good, longer}) {
                 PortalSends(WithSize(container, kSizeAt, size));
@@ -245,6 +203,7 @@ TEST_F(ZsmHelperTest, TemporaryFileIsPrivateAndReplacesWhatIsThere) {
     EXPECT_EQ(Code("mode"), "700");
     umask(previous);
     EXPECT_EQ(m_folder.Read("victim"), "untouched");
+    EXPECT_FALSE(m_folder.Has(kTemporary));
     {
         const FileSizeLimit fullDisk(100);
         EXPECT_EQ(Code("text"), kFallback);
@@ -257,21 +216,17 @@ TEST_F(ZsmHelperTest, TemporaryFileIsPrivateAndReplacesWhatIsThere) {
 
 TEST_F(ZsmHelperTest, SurvivesAndReportsModulesThatMisbehave) {
     PortalSends(Pack({"ODD", "", "o", SharedObject("bare-module.so")}));
-    EXPECT_EQ(Code("text"), kFallback);
-    EXPECT_EQ(DeCode("text"), "(null)");
-    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" zsm code not find\n"));
-    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" zsm Prepare not find\n"));
+    EXPECT_EQ(Code("text") + DeCode("text"), std::string(kFallback) + "(null)");
     PortalSends(Pack(OddModule()));
     EXPECT_EQ(Code("null"), kFallback);
-    EXPECT_THAT(m_folder.Read("log"), HasSubstr(" zsm code err\n"));
+    for (const char* report : {" zsm code not find\n", " zsm Prepare not find\n", " zsm code err\n"}) {
+        EXPECT_THAT(m_folder.Read("log"), HasSubstr(report));
+    }
     const std::tuple<const char*, const char*, const char*> rows[] = {
         {"refused", "(null)", " zsm Prepare err 5\n"},
-        {"refused later", "(null)", " zsm Prepare err 6\n"},
         {"grows", "(null)", " zsm Prepare err -1\n"},
-        {"grows and repeats", "(null)", " zsm Prepare err -1\n"},
         {"huge", "(null)", " zsm Prepare err -1\n"},
         {"no callback", "", ""},
-        {"no record", "", ""},
         {"null text", "", ""},
         {"unterminated", "xxx", ""},
     };

@@ -16,22 +16,15 @@ void Require(bool condition) {
     }
 }
 
-void ReadChild(const CMarkup& markup, size_t limit) {
-    const CAutoString subDoc = markup.GetChildSubDoc();
-    CMarkup alone;
-    Require(alone.SetDoc(subDoc) && alone.FindElem());
-    Require(alone.GetData() == markup.GetChildData());
-    Require(alone.GetAttrib("a") == markup.GetChildAttrib("a"));
-    Require(static_cast<size_t>(subDoc.GetLength()) <= limit);
-}
-
 // Depth first, with nothing but the cursors.
 void ReadAll(CMarkup& markup) {
-    const auto limit = static_cast<size_t>(markup.GetDoc().GetLength());
     markup.ResetPos();
     do {
         while (markup.FindChildElem()) {
-            ReadChild(markup, limit);
+            CMarkup alone;
+            Require(alone.SetDoc(markup.GetChildSubDoc()) && alone.FindElem());
+            Require(alone.GetData() == markup.GetChildData());
+            Require(alone.GetAttrib("a") == markup.GetChildAttrib("a"));
             Require(markup.IntoElem());
         }
     } while (markup.OutOfElem());
