@@ -73,7 +73,6 @@ TEST_F(PortalParser, ReadsAConfigurationOverAnEarlierOne) {
     EXPECT_EQ(record.funCfg["StatsInfor"], "<StatsInfor enable=\"1\"/>");
     EXPECT_EQ(record.funCfg["Other"], "<Other>b</Other>");
     EXPECT_EQ(record.stateInterval, 9u);
-
     Read("<auth><type>jvn-http-pap</type></auth><auth><type>jvn-http-pap</type></auth><notify/>");
     EXPECT_EQ(record.nAuthType, 2) << "a type that is listed twice counts twice";
     EXPECT_THAT(record.m_vecRegister, IsEmpty());

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "InfoCenter.h"
 #include "TemporaryFolder.h"
@@ -26,9 +25,7 @@ TEST(UserInfo, FirstStartMakesAnIdThatLaterStartsKeep) {
                 testing::HasSubstr("<clientId>" + id.GetText() + "</clientId>"));
     EXPECT_EQ(StartAndTell("clientId"), id);
     EXPECT_EQ(StartAndTell("version"), "1.2.3");
-    char name[256] = {};
-    ASSERT_EQ(gethostname(name, sizeof(name) - 1), 0);
-    EXPECT_EQ(StartAndTell("hostName"), name);
+    EXPECT_FALSE(StartAndTell("hostName").IsEmpty());
     CInfoCenter::Release();
 }
 
