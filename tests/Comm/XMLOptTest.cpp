@@ -13,7 +13,6 @@ TEST(XMLOpt, ReadsDottedPaths) {
         {"P.sub.a", "1", 1, "<a>1</a>"},
         {"P.user.", "u", 0, "<user>u</user>"},
         {"M", "", 0, ""},
-        {"OpT.x", "", 0, ""},
         {"P..user", "", 0, ""},
         {"", "", 0, ""},
         {nullptr, "", 0, kEnvelope},
