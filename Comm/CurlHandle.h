@@ -21,5 +21,6 @@ struct CurlHeaderList {
 };
 
 // A handle for one transfer with what holds for every transfer of the service: HTTP and HTTPS only, no proxy,
-// no signals. Null when libcurl cannot be set up. Any thread may call it.
+// no signals, sockets that close on exec, and an end within two minutes when the link or the peer dies
+// silently. Null when libcurl cannot be set up. Any thread may call it.
 CurlHandle NewCurlHandle();
