@@ -2,6 +2,12 @@
 
 #include <cstring>
 
+namespace {
+
+constexpr uint64_t kBlockOverhead = 64;  // bytes, about what allocator and list spend on a block
+
+}  // namespace
+
 CBufferArray::~CBufferArray() {
     ReleaseBuffer();
 }
@@ -10,6 +16,18 @@ void CBufferArray::AddBuffer(char* block, uint64_t length) {
     m_arrBuf.push_back(block);
     m_arrLen.push_back(length);
     m_dwBufferSize += length;
+}
+
+// Blocks of one byte each must not fill the memory by what is spent on keeping them.
+bool CBufferArray::HasRoom(uint64_t length) const {
+    return m_dwBufferSize + length <= m_bound && m_arrBuf.size() * kBlockOverhead <= m_bound;
+}
+
+void CBufferArray::SetBuffer(size_t index, char* block, uint64_t length) {
+    m_dwBufferSize += length - m_arrLen[index];
+    delete[] m_arrBuf[index];
+    m_arrBuf[index] = block;
+    m_arrLen[index] = length;
 }
 
 uint64_t CBufferArray::RecvBuffer(char* destination, uint64_t capacity) const {

@@ -12,15 +12,18 @@ constexpr char kPost[] = "POST";
 constexpr long kPostOn = 12;  // any value but 0 switches POST on
 constexpr char kLineEnd[] = "\r\n";
 
-// The largest answers are module containers of a few MiB. A portal that sends without end must not fill the
-// memory, neither with bytes nor with the bookkeeping of countless chunks of one byte each.
-constexpr uint64_t kLargestAnswer = 64 * 1024 * 1024;
-constexpr uint64_t kChunkOverhead = 64;  // bytes, about what allocator and list spend on a chunk
+// Many times what any server sends. It covers the lines behind a chunked body too, which libcurl itself does
+// not limit.
+constexpr uint64_t kLargestHead = 1024 * 1024;
 
-bool IsFull(const CBufferArray& chunks, uint64_t more) {
-    const uint64_t overhead = chunks.GetBufferCount() * kChunkOverhead;
-    return chunks.GetAllBufferSize() + overhead + more > kLargestAnswer;
-}
+// What has arrived of an answer.
+struct Arrival {
+    explicit Arrival(CHttpData::BodyBound bound) : bodyBound(bound) { head.SetBound(kLargestHead); }
+
+    CBufferArray head;
+    CBufferArray body;
+    CHttpData::BodyBound bodyBound;
+};
 
 // The chunks as one array-allocated, NUL-terminated text.
 char* Join(const CBufferArray& chunks) {
@@ -28,6 +31,21 @@ char* Join(const CBufferArray& chunks) {
     char* text = new char[length + 1];
     text[chunks.RecvBuffer(text, length)] = '\0';
     return text;
+}
+
+uint64_t BoundOfBody(const Arrival& arrival) {
+    CHttpData head(true);
+    head.RespHead(Join(arrival.head));
+    return arrival.bodyBound(head);
+}
+
+// The head has arrived before the first of the body.
+size_t TakeBody(char* data, size_t size, size_t nmemb, void* arriving) {
+    auto* arrival = static_cast<Arrival*>(arriving);
+    if (arrival->bodyBound != nullptr && arrival->body.GetBufferCount() == 0) {
+        arrival->body.SetBound(BoundOfBody(*arrival));
+    }
+    return CCurlHttp::cbWriteData(data, size, nmemb, &arrival->body);
 }
 
 // Nobody can check the certificate of a portal that answers in place of every other server.
@@ -57,16 +75,16 @@ void DropFormerAnswer(CHttpData& data) {
     }
 }
 
-int StoreAnswer(CURL* handle, const CBufferArray& head, const CBufferArray& body, CHttpData* data) {
+int StoreAnswer(CURL* handle, const Arrival& arrival, CHttpData* data) {
     long status = 0;
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
     data->retCode = static_cast<int32_t>(status);
     if (status >= kStatusFirstError) {
         return CCurlHttp::kRefused;
     }
-    data->RespHead(Join(head));
-    data->RespData(Join(body));
-    data->dwDataLen = body.GetAllBufferSize();
+    data->RespHead(Join(arrival.head));
+    data->RespData(Join(arrival.body));
+    data->dwDataLen = arrival.body.GetAllBufferSize();
     return CCurlHttp::kDone;
 }
 
@@ -78,26 +96,19 @@ int CCurlHttp::Perform(CHttpData* data) {
     }
     DropFormerAnswer(*data);
     char errorText[CURL_ERROR_SIZE] = {};
-    CBufferArray head;
-    CBufferArray body;
+    Arrival arrival(data->bodyBound);
     CurlHandle handle = NewCurlHandle();
     if (handle == nullptr) {
         return kNoHandle;
     }
     CurlHeaderList headers;
-    SetRequestHead(handle.get(), headers.lines, data);
-    CAutoString url = data->szUrl;
-    PretreatUrl(url);
-    SetRequestVerb(handle.get(), data);
-    SetLimitsAndRedirects(handle.get(), data, errorText);
-    if (IsHttps(url)) {
+    if (SetRequest(handle.get(), headers.lines, data, errorText)) {
         TrustAnyCertificate(handle.get());
     }
-    curl_easy_setopt(handle.get(), CURLOPT_URL, url.GetBuffer());
-    curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &head);
+    curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &arrival.head);
     curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, cbWriteData);
-    curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &body);
-    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, cbWriteData);
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &arrival);
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, TakeBody);
 
     const CURLcode code = curl_easy_perform(handle.get());
     if (code != CURLE_OK) {
@@ -105,10 +116,17 @@ int CCurlHttp::Perform(CHttpData* data) {
         PrintFailure(code, errorText);
         return kTransferFailed;
     }
-    return StoreAnswer(handle.get(), head, body, data);
+    return StoreAnswer(handle.get(), arrival, data);
 }
 
-bool CCurlHttp::IsHttps(const CAutoString& url) {
+// Everything that the record says of the request. Whether it goes over TLS.
+bool CCurlHttp::SetRequest(CURL* handle, curl_slist*& lines, CHttpData* data, char* errorText) {
+    SetRequestHead(handle, lines, data);
+    CAutoString url = data->szUrl;
+    PretreatUrl(url);
+    curl_easy_setopt(handle, CURLOPT_URL, url.GetBuffer());  // libcurl copies it
+    SetRequestVerb(handle, data);
+    SetLimitsAndRedirects(handle, data, errorText);
     return url.Find("https://") >= 0;
 }
 
@@ -166,7 +184,7 @@ void CCurlHttp::SetLimitsAndRedirects(CURL* handle, CHttpData* data, char* error
 size_t CCurlHttp::cbWriteData(char* data, size_t size, size_t nmemb, void* array) {
     const size_t length = size * nmemb;
     auto* chunks = static_cast<CBufferArray*>(array);
-    if (length == 0 || IsFull(*chunks, length)) {
+    if (length == 0 || !chunks->HasRoom(length)) {
         return 0;
     }
     char* block = new char[length];

@@ -24,13 +24,13 @@ class CCurlHttp {
 
     // Blocks until the exchange described by `data` ends, fails or runs out of time. A response that the
     // record still holds and frees by itself is freed first; the new one is stored only with kDone, otherwise
-    // both texts stay empty. An answer larger than this process should ever hold counts as a failed transfer.
-    // Certificates are not checked. szUrl is only read.
+    // both texts stay empty. An answer with a body beyond the record's bound, or with an endless head, counts
+    // as a failed transfer. Certificates are not checked. szUrl is only read.
     int Perform(CHttpData* data);
 
     // The steps of Perform.
     // libcurl's callback for head and body: appends a copy of the bytes to the CBufferArray behind `array`.
-    // Answers the number of bytes taken; 0 ends the transfer.
+    // Answers the number of bytes taken; 0, when the array has no room for them, ends the transfer.
     static size_t cbWriteData(char* data, size_t size, size_t nmemb, void* array);
     // Appends each line of szHead to `lines`, which the caller frees after the transfer.
     static void SetRequestHead(CURL* handle, curl_slist*& lines, CHttpData* data);
@@ -38,8 +38,9 @@ class CCurlHttp {
     // Puts a "/" between a host and the query that follows it directly, and makes "&" out of every "&amp;".
     static void PretreatUrl(CAutoString& url);
 
-    // Download into a file, which goes on where an earlier one broke off; the service's own flows do not use
-    // it. Prints its progress on standard output.
+    // Not used by the service.
+    // Download into a file, which goes on where an earlier one broke off. Prints its progress on standard
+    // output.
     // 1 when the file is complete or libcurl cannot be set up, 0 when the file cannot be opened or the
     // transfer fails.
     int downLoad(const char* url, const char* path);
@@ -57,7 +58,7 @@ class CCurlHttp {
     static size_t downLoadPackage(char* data, size_t size, size_t nmemb, void* file);
 
   private:
-    static bool IsHttps(const CAutoString& url);
+    static bool SetRequest(CURL* handle, curl_slist*& lines, CHttpData* data, char* errorText);
     static void SetLimitsAndRedirects(CURL* handle, CHttpData* data, char* errorText);
     static int StartDownload(CURL* handle, FILE* file, long local);
 };

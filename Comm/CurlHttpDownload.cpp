@@ -81,15 +81,9 @@ int CCurlHttp::downLoad(CHttpData* data, const char* path) {
         return 1;
     }
     CurlHeaderList headers;
-    SetRequestHead(handle.get(), headers.lines, data);
-    CAutoString url = data->szUrl;
-    PretreatUrl(url);
-    SetRequestVerb(handle.get(), data);
-    SetLimitsAndRedirects(handle.get(), data, errorText);
-    if (IsHttps(url)) {
+    if (SetRequest(handle.get(), headers.lines, data, errorText)) {
         curl_easy_setopt(handle.get(), CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
     }
-    curl_easy_setopt(handle.get(), CURLOPT_URL, url.GetBuffer());
     curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &head);
     curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, cbWriteData);
     return StartDownload(handle.get(), file.get(), local);

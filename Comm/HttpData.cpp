@@ -47,16 +47,17 @@ CAutoString AddressInMeta(const CAutoString& page, int refresh) {
 CAutoString AddressInScript(const CAutoString& page) {
     const int open = page.Find(kHeadOpen);
     const int close = open >= 0 ? page.Find(kHeadClose, open) : -1;
-    const int first = open + Length(kHeadOpen);
-    const CAutoString head = close >= 0 ? page.Mid(first, close - first) : page;
+    const int first = close >= 0 ? open + Length(kHeadOpen) : 0;
+    const int last = close >= 0 ? close : page.GetLength();
 
-    const int script = head.Find(kScriptLocation);
+    const int script = page.Find(kScriptLocation, first);
     if (script < 0) {
         return {};
     }
     const int address = script + Length(kScriptLocation);
-    const int end = head.Find(kScriptEnd, address);
-    return end >= 0 ? head.Mid(address, end - address) : CAutoString();
+    const int end = page.Find(kScriptEnd, address);
+    const bool isWithin = end >= 0 && end + Length(kScriptEnd) <= last;
+    return isWithin ? page.Mid(address, end - address) : CAutoString();
 }
 
 CAutoString AddressInPage(const CAutoString& page) {
@@ -122,8 +123,6 @@ CAutoString CHttpData::GetRedirectAddress() const {
     } else if (retCode == kStatusOk) {
         address = AddressInPage(CAutoString(RespData()).MakeLower());
     }
-    if (address.Find("http://") < 0 && address.Find("https://") < 0) {
-        return {};
-    }
-    return address.Trim();
+    const bool isAbsolute = address.Find("http://") >= 0 || address.Find("https://") >= 0;
+    return isAbsolute && address.Trim().GetLength() <= kLongestAddress ? address : CAutoString();
 }

@@ -11,6 +11,11 @@ class CHttpData {
   public:
     // dwPostDataLen of a body that ends at its first NUL.
     static constexpr uint64_t kUntilNul = static_cast<uint64_t>(-1);
+    // Far beyond the length of any real address. Longer ones would only swell the log, the settings and the
+    // next request.
+    static constexpr int kLongestAddress = 8 * 1024;
+    // Answers how many bytes the body behind the given head (RespHead, GetHeadAttri) may have.
+    using BodyBound = uint64_t (*)(const CHttpData& head);
 
     // With `autoRelease` the destructor frees the response buffers; without it the caller takes them over.
     explicit CHttpData(bool autoRelease);
@@ -34,7 +39,8 @@ class CHttpData {
     CAutoString GetHeadAttri(CAutoString name) const;
 
     // Where the response to a probe sends the browser: the location header of a 302 or 303, the meta refresh
-    // or the script of a 200 page. All in lower case; empty when there is no absolute http or https address.
+    // or the script of a 200 page. All in lower case; empty when there is no absolute http or https address,
+    // or one beyond kLongestAddress.
     CAutoString GetRedirectAddress() const;
 
     // The request.
@@ -43,7 +49,8 @@ class CHttpData {
     const char* szHead = nullptr;      // further header lines, each ended by "\r\n"
     const char* szPostData = nullptr;  // null posts an empty body
     uint64_t dwPostDataLen = kUntilNul;
-    uint64_t dwTimeOut = 10000;  // seconds, for connecting and for the whole exchange
+    uint64_t dwTimeOut = 10000;     // seconds, for connecting and for the whole exchange
+    BodyBound bodyBound = nullptr;  // asked when the body begins; null allows CBufferArray::kDefaultBound
 
     // The response.
     int32_t retCode = 0;     // HTTP status, or libcurl's error code when the transfer failed

@@ -93,6 +93,9 @@ constexpr uint64_t kLogin = 15000;
 constexpr uint64_t kTerminal = 15000;
 }  // namespace RequestTimeOut
 
+// Bytes of a page or document: real ones have some KiB. Only an answer that brings a module may be larger.
+constexpr uint64_t kLargestPage = 4 * 1024 * 1024;
+
 // Form of the local time in the requests, and of the times in the statistics reports.
 inline constexpr char kPortalTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 

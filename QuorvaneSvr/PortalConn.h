@@ -215,6 +215,8 @@ class CPortalConn : public INetConn {
     // Fills and sends one request with the usual head.
     void Post(QuorvaneSvr::TaskItem item, const CAutoString& url, const CAutoString& body, uint64_t timeOut,
               Exchange& exchange);
+    // Writes the answer's head to the log, cut when it is long.
+    static void LogHead(const CHttpData& answer);
     int JudgeServerError(const char* url, int status);
     int JudgeInterception(QuorvaneSvr::TaskItem item, const char* url);
     int JudgeErrorCode(int error, const CAutoString& subCode);

@@ -1,5 +1,6 @@
 // First stage of every login: is there a portal, where does it lead us, and what does it want?
 #include <iterator>
+#include <utility>
 
 #include "CurlHttp.h"
 #include "HttpHelper.h"
@@ -61,11 +62,6 @@ bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCoun
     return complete;
 }
 
-void LogProbeAnswer(const CHttpData& answer) {
-    CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
-    CLog::GetInst()->WriteLog(INFO, "%s", answer.RespHead());
-}
-
 }  // namespace
 
 int CPortalConn::CheckNetEnv() {
@@ -75,12 +71,12 @@ int CPortalConn::CheckNetEnv() {
     if (failure != 0) {
         return failure;
     }
-    return m_portalParse.GetConfigWithString(page, m_configXML) != 0 ? 1 : 0;
+    return m_portalParse.GetConfigWithString(std::move(page), m_configXML) != 0 ? 1 : 0;
 }
 
 // Ends with the first page that leads nowhere, in `page`, or with the failure code of an exchange.
 int CPortalConn::FollowRedirects(CAutoString& page) {
-    // One for the whole chain: a hop without a query keeps what an earlier hop brought.
+    // One for the whole chain: what a hop does not say stays as an earlier hop said it.
     CHttpHelper address;
     CAutoString url = m_pPortalConf->m_afType == kIPv6Family ? m_redirectUrlIpv6 : m_redirectUrl;
     for (int hop = 0;; ++hop) {
@@ -95,7 +91,8 @@ int CPortalConn::FollowRedirects(CAutoString& page) {
             }
             return failure;
         }
-        LogProbeAnswer(answer);
+        CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
+        LogHead(answer);
         TakeSchool(answer);
         m_lastRedirectUrl = url;
         url = answer.GetRedirectAddress();
@@ -118,6 +115,7 @@ int CPortalConn::Probe(const CAutoString& url, CHttpData& answer) {
     answer.szHead = head;
     answer.dwTimeOut = RequestTimeOut::kStandard;
     answer.bRedirect = false;
+    answer.bodyBound = [](const CHttpData&) { return kLargestPage; };
     CLog::GetInst()->WriteLog(INFO, "requestConfig is :%s", url.GetBuffer());
     const int failure = CCurlHttp().Perform(&answer);
     answer.szHead = nullptr;

@@ -1,12 +1,14 @@
 // The engine that every request to the portal passes: send, tell a portal from an impostor, and judge the
 // portal's error code.
 #include <cstdlib>
+#include <cstring>
 
 #include "CurlHttp.h"
 #include "HttpStatus.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "ZsmHelper.h"
 #include "md5.h"
 
 using QuorvaneSvr::TaskItem;
@@ -28,6 +30,18 @@ constexpr unsigned kReplacementRestMs = 30 * 1000;
 // None of the request engine's results: the same request is to be sent again.
 constexpr int kSendAgain = 0;
 
+// Bytes of a head that reach the log.
+constexpr size_t kLongestLoggedHead = 8 * 1024;
+
+int ErrorCodeIn(const CHttpData& answer) {
+    const CAutoString code = answer.GetHeadAttri(kErrorCodeHeader);
+    return code.IsEmpty() ? PortalError::kMissing : atoi(code);
+}
+
+uint64_t LargestBody(const CHttpData& head) {
+    return ErrorCodeIn(head) == PortalError::kNewAlgorithm ? CZsmHelper::kMaxSize : kLargestPage;
+}
+
 }  // namespace
 
 CAutoString CPortalConn::GetRequestHead(const char* body) {
@@ -42,8 +56,18 @@ CAutoString CPortalConn::GetMD5FromPostData(const char* body) {
 
 int CPortalConn::GetErrorCode(CHttpData& data, CAutoString& subCode) {
     subCode = data.GetHeadAttri(kSubErrorHeader).Trim();
-    const CAutoString code = data.GetHeadAttri(kErrorCodeHeader);
-    return code.IsEmpty() ? PortalError::kMissing : atoi(code);
+    return ErrorCodeIn(data);
+}
+
+void CPortalConn::LogHead(const CHttpData& answer) {
+    const char* const head = answer.RespHead();
+    const size_t length = strlen(head);
+    if (length <= kLongestLoggedHead) {
+        CLog::GetInst()->WriteLog(INFO, "%s", head);
+    } else {
+        CLog::GetInst()->WriteLog(INFO, "%.*s... (cut, %zu bytes in all)",
+                                  static_cast<int>(kLongestLoggedHead), head, length);
+    }
 }
 
 int CPortalConn::UpdateAlgoid(CHttpData* data) {
@@ -83,6 +107,7 @@ void CPortalConn::Post(TaskItem item, const CAutoString& url, const CAutoString&
 
 int CPortalConn::RequestPortalServer(TaskItem item, CHttpData* data, unsigned long& code,
                                      CAutoString& subCode, int retries) {
+    data->bodyBound = LargestBody;
     int updateFailures = 0;
     for (;;) {
         const int failure = CCurlHttp().Perform(data);
