@@ -127,6 +127,9 @@ class CPortalConn : public INetConn {
     int GetNewServerIP(CAutoString& url);
     // Whether the portal may go on after a server error: 1 when the settings' disaster marker is in `marker`.
     int DisasterRecovery(CAutoString marker);
+    // Not used by the service.
+    // Whether DisasterRecovery has ever applied in this process. Any thread may ask.
+    static bool IsRecoveryOpened();
 
     // The engine that every portal request passes. `retries` attempts are made while the connection fails.
     // Results as in PortalResult; `code` holds the failure code or the portal's "Error-Code", `subCode` its
@@ -279,4 +282,12 @@ class CPortalConn : public INetConn {
     MutexLock m_serverLock;
     HashBalance m_hashBalance4;
     HashBalance m_hashBalance6;
+
+    // Not used by the service.
+    // Further parts of a connection's state, for extensions of this class.
+    CAutoString m_strAgainstPassword;  // of the sharing check
+    UINT m_nCurrentTime = 0;           // seconds
+    BOOL m_m_bPortalEnv = 0;           // a portal was seen
+    int m_errCode = 0;                 // the last error
+    CPortalParser m_RNParse;           // for a second kind of documents
 };

@@ -167,6 +167,11 @@ int CPortalConn::RequestConfig(int report) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorFinal, "");
         return PortalResult::kFailure;
     }
+    // A request of another thread may have met a server error since.
+    if (m_nServerState == 0) {
+        NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorRecovering, "");
+        return PortalResult::kFailure;
+    }
     if (m_portalParse.ParserConfig(m_configXML, m_pPortalConf) == -1) {
         if (report != 0) {
             NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kConfigUnreadable, "");

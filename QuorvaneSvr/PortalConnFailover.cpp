@@ -1,7 +1,15 @@
 // What the engine does when a portal server fails: another server of the cluster, or recovery.
+#include <atomic>
+
 #include "HttpHelper.h"
 #include "Log.h"
 #include "PortalConn.h"
+
+namespace {
+
+std::atomic<bool> recoveryOpened{false};
+
+}  // namespace
 
 int CPortalConn::GetNewServerIP(CAutoString& url) {
     CAutoString oldAddress;
@@ -30,6 +38,11 @@ int CPortalConn::DisasterRecovery(CAutoString marker) {
     if (marker.Find(m_DisasterUrl) < 0) {
         return 0;
     }
+    recoveryOpened = true;
     m_nServerState = 1;
     return 1;
+}
+
+bool CPortalConn::IsRecoveryOpened() {
+    return recoveryOpened;
 }
