@@ -7,13 +7,18 @@
 
 namespace {
 
+// A host name of full length with a port. Portals name their servers and the addresses that these replace: a
+// long text put many times into a long address would fill the memory.
+constexpr size_t kLongestServer = 253 + 1 + 5;
+
 std::atomic<bool> recoveryOpened{false};
 
 }  // namespace
 
 int CPortalConn::GetNewServerIP(CAutoString& url) {
     CAutoString oldAddress;
-    if (CHttpHelper::ParseIP(url, oldAddress) == 0 || oldAddress.IsEmpty()) {
+    if (url.GetLength() > CHttpData::kLongestAddress || CHttpHelper::ParseIP(url, oldAddress) == 0 ||
+        oldAddress.IsEmpty()) {
         return 0;
     }
     const CLockGuard<GLockObj> guard(m_serverLock);
@@ -22,10 +27,15 @@ int CPortalConn::GetNewServerIP(CAutoString& url) {
     HashBalance& balance = useIPv6 ? m_hashBalance6 : m_hashBalance4;
     const CAutoString& key = useIPv6 ? m_pPortalConf->ip6 : m_pPortalConf->ip4;
     const std::string server = balance.getServer(key.GetText());
-    if (server.empty()) {
+    if (server.empty() || server.size() > kLongestServer) {
         return 0;
     }
-    url.Replace(oldAddress, server.c_str());
+    CAutoString moved = url;
+    moved.Replace(oldAddress, server.c_str());
+    if (moved.GetLength() > CHttpData::kLongestAddress) {
+        return 0;
+    }
+    url = moved;
     // A server that was chosen once is not chosen again: repeated failures walk through the whole list.
     balance.deleteIp(server);
     CLog::GetInst()->WriteLog(INFO, "GetNewServerIP old url %s, new url %s", oldAddress.GetBuffer(),
