@@ -1,5 +1,8 @@
 #include "HttpHelper.h"
 
+#include <sys/stat.h>
+#include <utime.h>
+
 namespace {
 
 constexpr char kHttp[] = "http://";
@@ -18,6 +21,10 @@ bool SkipScheme(CAutoString address, CAutoString& rest) {
     return false;
 }
 
+bool Look(const CAutoString& path, struct stat& found) {
+    return stat(path, &found) == 0;
+}
+
 }  // namespace
 
 int CHttpHelper::SetAddress(CAutoString address) {
@@ -30,7 +37,6 @@ int CHttpHelper::SetAddress(CAutoString address) {
         return 1;
     }
     m_url = m_address.Left(mark);
-    m_params.clear();
     return ReadQuery(m_address.Mid(mark + 1)) ? 1 : 0;
 }
 
@@ -42,9 +48,9 @@ bool CHttpHelper::ReadQuery(const CAutoString& query) {
         if (equals < 0) {
             return false;
         }
-        // A piece without a "=" of its own is passed over and spoils only itself.
+        // A piece without a "=" of its own names nothing: it is passed over and spoils only itself.
         if (equals < end) {
-            m_params[query.Mid(start, equals - start)] = query.Mid(equals + 1, end - equals - 1);
+            Store(query.Mid(start, equals - start), query.Mid(equals + 1, end - equals - 1));
             equals = query.Find('=', end);
         }
         start = end + 1;
@@ -52,9 +58,15 @@ bool CHttpHelper::ReadQuery(const CAutoString& query) {
     // Only the last pair is trimmed; the others go back to the portal with the white space that they came
     // with.
     if (equals >= 0) {
-        m_params[query.Mid(start, equals - start).Trim()] = query.Mid(equals + 1).Trim();
+        Store(query.Mid(start, equals - start).Trim(), query.Mid(equals + 1).Trim());
     }
     return true;
+}
+
+void CHttpHelper::Store(const CAutoString& name, const CAutoString& value) {
+    if (m_params.size() < kMostNames || m_params.count(name) != 0) {
+        m_params[name] = value;
+    }
 }
 
 int CHttpHelper::ParseAddress(CAutoString address, CAutoString& url, CAutoString& query) {
@@ -90,4 +102,24 @@ int CHttpHelper::ParseIP(CAutoString address, CAutoString& host, CAutoString& po
         host = host.Left(colon);
     }
     return 1;
+}
+
+bool CHttpHelper::IfExistFile(CAutoString path) {
+    struct stat found;
+    return Look(path, found) && !S_ISDIR(found.st_mode);
+}
+
+bool CHttpHelper::IfExistDir(CAutoString path) {
+    struct stat found;
+    return Look(path, found) && S_ISDIR(found.st_mode);
+}
+
+int64_t CHttpHelper::GetFileLength(CAutoString path) {
+    struct stat found;
+    return Look(path, found) && !S_ISDIR(found.st_mode) ? found.st_size : -1;
+}
+
+bool CHttpHelper::SetFileTime(CAutoString path, time_t time) {
+    const utimbuf times = {time, time};
+    return utime(path, &times) == 0;
 }
