@@ -7,9 +7,6 @@
 // used from any thread. Failures are printed, as the lines of a console program, and never logged.
 class CAdapterCard {
   public:
-    // Nothing to prepare: always 0.
-    int InitAdapterCard();
-
     // Interface of the first default route, as the routing tools print it. 0 when the kernel's routing table
     // lists the interface, else -1. Without a default route `name` stays as it was.
     int GetActiveCardName(CAutoString& name);
@@ -27,6 +24,10 @@ class CAdapterCard {
 
     // 0, or -1 with `out` as it was.
     int GetHostName(CAutoString& out);
+
+    // Not used by the service.
+    // Nothing to prepare: always 0.
+    int InitAdapterCard();
     // One field of uname: "sysname", "nodename", "release", "version" or "machine". 0, or -1 with `out` as it
     // was, also for any other field.
     int GetSystemInfo(CAutoString field, CAutoString& out);

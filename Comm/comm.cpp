@@ -104,10 +104,11 @@ char* CommFunc::GetMacFromIPv4(const char* ip, char* buffer, size_t size) {
     CAutoString command;
     command.Format("arp -n %s|awk '{print $4}'", ShellQuote(ip).GetBuffer());
     char* mac = GetShellLine(command, buffer, size);
-    if (mac != nullptr && isxdigit(static_cast<unsigned char>(*mac)) == 0) {
-        *mac = '\0';
+    if (mac == nullptr || isxdigit(static_cast<unsigned char>(*mac)) != 0) {
+        return mac;
     }
-    return mac;
+    buffer[0] = '\0';
+    return buffer;
 }
 
 bool CommFunc::ShellExecute(const char* command) {
