@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdint>
+#include <openssl/types.h>
+
 #include <functional>
 #include <mutex>
 #include <string>
@@ -12,12 +13,8 @@
 // closes it. Stops in its destructor; a test may read Requests() at any time.
 class LocalHttpServer {
   public:
-    struct Request {
-        std::string head;  // up to and with the empty line
-        std::string body;
-    };
     // Answers a request by sending on `socket`, which the server closes afterwards.
-    using Handler = std::function<void(int socket, const Request& request)>;
+    using Handler = std::function<void(int socket)>;
 
     explicit LocalHttpServer(Handler handler);
     // Sends the answers one by one; the last one repeats.
@@ -28,22 +25,19 @@ class LocalHttpServer {
 
     // "http://127.0.0.1:port" and `path`.
     std::string Url(const std::string& path) const;
-    std::vector<Request> Requests() const;
+    std::vector<std::string> Requests() const;  // head and body as they came
 
     // False when the peer no longer takes the bytes.
     static bool Send(int socket, const std::string& bytes);
-    // Blocks until the peer closes its end.
-    static void WaitForClose(int socket);
 
   private:
     void Serve();
-    void ServeConnection(int socket);
+    void Note(const std::string& request);
 
     Handler m_handler;
-    int m_listener = -1;
-    uint16_t m_port = 0;
+    BIO* const m_listener;
     mutable std::mutex m_lock;
-    std::vector<Request> m_requests;  // guarded by m_lock
+    std::vector<std::string> m_requests;  // guarded by m_lock
     std::thread m_thread;
 };
 
