@@ -32,6 +32,9 @@ Report LoginFailed(int code, const char* subCode = "") {
 const Report kLoggingIn = {State::ES_NONE, State::ES_CONNECTING, StateCode::kLoggingIn};
 const Report kLoginIntercepted = {State::ES_PRECONNECTING, State::ES_CONNECTFAIL, 150010};
 const Report kConnected = {State::ES_CONNECTING, State::ES_CONNECTED, StateCode::kSuccess};
+const Report kTicketExchangeFailed = {State::ES_NONE, State::ES_PRECONNECTING, 150103, "-4", "HttpError"};
+const Report kLoginExchangeFailed = {State::ES_NONE, State::ES_CONNECTFAIL, 150102, "-4", "HttpError"};
+const Report kKnownAccount = {State::ES_CONNECTING, State::ES_CONNECTFAIL, 150200, "1", "ConnError"};
 const Report kLoginGone = {State::ES_CONNECTED, State::ES_CONNECTFAIL, 20010004};
 const Report kLoggedOut = {State::ES_DISCONNECTING, State::ES_DISCONNECTED, StateCode::kSuccess};
 
@@ -49,6 +52,13 @@ const Answer kDrop = OfKind(Answer::Kind::Drop);
 const Answer kRedirect = OfKind(Answer::Kind::Redirect);
 const Answer kPage = OfKind(Answer::Kind::Page);
 const Answer kGarbage = OfKind(Answer::Kind::Garbage);
+const Answer kLastLogin = Answer::Error(105, {{"Last-Login", "1"}});
+
+Answer LongDocument() {
+    Answer answer = Answer::Module(std::string(kLargestPage + 1, 'x'));
+    answer.headers["Error-Code"] = "0";
+    return answer;
+}
 
 // Takes the step that sends a request to the endpoint.
 int Ask(PortalFixture& portal, Endpoint endpoint) {
@@ -74,6 +84,12 @@ TEST(Answers, MeanSomethingElseToEachStep) {
         {"other code", Endpoint::Ticket, Error(7, " 42 "), -1, {NotReady(140007, "42")}},
         {"intercepted", Endpoint::Ticket, kRedirect, -8, {}},
         {"unreadable", Endpoint::Ticket, kGarbage, -7, {NotReady(150003)}},
+        {"too long", Endpoint::Ticket, LongDocument(), -1, {kTicketExchangeFailed}},
+        {"other code", Endpoint::Login, Error(42, "7"), -1, {kLoggingIn, LoginFailed(140042, "7")}},
+        {"unreadable", Endpoint::Login, kGarbage, -1, {kLoggingIn, LoginFailed(150001)}},
+        {"no answer", Endpoint::Login, kDrop, -1, {kLoggingIn, kLoginExchangeFailed}},
+        {"refused", Endpoint::Login, Error(105), -1, {kLoggingIn, LoginFailed(150201)}},
+        {"known account", Endpoint::Login, kLastLogin, -1, {kLoggingIn, kKnownAccount}},
         {"login ended", Endpoint::Login, Error(14), -1, {kLoggingIn}},
         {"intercepted", Endpoint::Login, kPage, -8, {kLoggingIn, kLoginIntercepted}},
         {"undecided", Endpoint::State, Error(300), 0, {}},
@@ -111,7 +127,7 @@ TEST(Answers, ModuleThatCannotBeStoredTwiceEndsALogin) {
     portal.GetReady();
     const FileSizeLimit limit(256 * 1024);
     for (int attempt = 0; attempt < 2; ++attempt) {
-        portal.sim.AnswerNext(Endpoint::Login, Answer::Module(std::string(1024 * 1024, 'x')));
+        portal.sim.AnswerNext(Endpoint::Login, Answer::Module(std::string(kLargestPage + 1, 'x')));
     }
     EXPECT_EQ(Ask(portal, Endpoint::Login), -1);
     EXPECT_EQ(portal.host.reports.back(), LoginFailed(150003));
@@ -128,6 +144,9 @@ TEST(Discovery, SchoolHeadersCountOnlyTogether) {
 
 TEST(Discovery, MovesThePortalPageToEveryServerOfTheClusterOnce) {
     PortalFixture portal({}, "<serverCluster>a.invalid,b.invalid</serverCluster>");
+    // Every "a" of it would become a server's name.
+    CAutoString hostile = ("http://a/index.cgi?" + std::string(8000, 'a')).c_str();
+    EXPECT_EQ(portal.engine.GetNewServerIP(hostile), 0);
     CAutoString url = "http://old.example:8080/index.cgi?back=http://old.example:8080/";
     ASSERT_EQ(portal.engine.GetNewServerIP(url), 1);
     const std::string first = url.Find("a.invalid") >= 0 ? "a.invalid" : "b.invalid";
@@ -304,6 +323,11 @@ TEST(Settings, KeepWhatTheNextRunStartsFrom) {
     const CAuthConfig& record = portal.Record();
     const std::pair<const char*, CAutoString> kSaved[] = {
         {"tickUrl", record.strTickUrl},
+        {"stateUrl", record.strStateUrl},
+        {"schoolId", scenario.schoolId.c_str()},
+        {"wlanuserip", scenario.wlanUserIp.c_str()},
+        {"wlanusermac", scenario.wlanUserMac.c_str()},
+        {"wlanacip", scenario.wlanAcIp.c_str()},
         {"ticket", record.strTicket},
         {"keepUrl", record.strKeepUrl},
         {"termUrl", record.strTermUrl},

@@ -77,13 +77,12 @@ class ServiceTest : public testing::Test {
     Request ExpectRequest(Endpoint endpoint, size_t count = 1);
     void ExpectOutput(const std::string& text);
     void ExpectExit(int status);
+    // All that the service has logged.
+    std::string Log() const;
 
     TemporaryFolder folder;
     portal_sim::PortalSim portal;
     const Scenario defaults;  // what the portal is unless a story changes it
     std::unique_ptr<ServiceProcess> service;
     std::unique_ptr<FrontEnd> frontEnd;
-
-  private:
-    std::string Log() const;
 };
