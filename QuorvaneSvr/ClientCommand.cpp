@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "ClientOperations.h"
+#include "ConsoleText.h"
 #include "PortalConn.h"
 #include "PortalServer.h"
 
@@ -20,6 +21,11 @@ bool promptShown = false;
 [[noreturn]] void EndProcess() {
     (void)fflush(stdout);  // nothing could be done about a terminal that is gone
     std::_Exit(EXIT_SUCCESS);
+}
+
+CAutoString WithoutTags(CAutoString text) {
+    (void)text.Replace("<", "&lt;");  // the count does not matter
+    return text;
 }
 
 }  // namespace
@@ -91,15 +97,16 @@ void CClientCommand::DealNetStateMessage(CXMLOpt& document) {
     }
 }
 
-// Account and password go in as they were typed. Whoever has markup characters in them types them escaped, as
-// the login reads them back from this document. Held by ClientCommand.SendsTheCredentialsOnceAndAsTyped.
+// A "<" in the account or the password would end the document early. An "&" goes in as it stands, so that
+// what was typed as a reference means the character. Held by Login.ConsoleClientLogsInAndEndsWithTheLogin.
 void CClientCommand::DealPreConnectedMsg(CXMLOpt& /*document*/) {
     if (loginSent) {
         return;
     }
     loginSent = true;
     CAutoString credentials;
-    credentials.Format(kLoginFormat, m_strAccount.GetBuffer(), m_strPassword.GetBuffer());
+    credentials.Format(kLoginFormat, WithoutTags(m_strAccount).GetBuffer(),
+                       WithoutTags(m_strPassword).GetBuffer());
     CAutoString envelope;
     envelope.Format(kEnvelopeFormat, kClientName, kPortalBusiness, ClientOperation::kConnect,
                     credentials.GetBuffer());
@@ -109,7 +116,8 @@ void CClientCommand::DealPreConnectedMsg(CXMLOpt& /*document*/) {
 
 void CClientCommand::DealPreConnectFailMsg(CXMLOpt& document) {
     printf("Init environment fail,Please restart the program,the error is %d, subcode is %s\n",
-           document.GetIntValue(kErrorCodePath), document.GetValue(kSubErrorCodePath).GetBuffer());
+           document.GetIntValue(kErrorCodePath),
+           ConsoleText(document.GetValue(kSubErrorCodePath)).GetBuffer());
     EndProcess();
 }
 
@@ -125,7 +133,7 @@ void CClientCommand::DealConnectedMsg(CXMLOpt& /*document*/) {
 
 void CClientCommand::DealConnectFailMsg(CXMLOpt& document) {
     printf("login fail, the error is %d, subcode is %s\n", document.GetIntValue(kErrorCodePath),
-           document.GetValue(kSubErrorCodePath).GetBuffer());
+           ConsoleText(document.GetValue(kSubErrorCodePath)).GetBuffer());
     EndProcess();
 }
 

@@ -32,16 +32,26 @@ std::vector<std::string> ElementsOf(const Request& request) {
 }  // namespace
 
 TEST_F(Login, ConsoleClientLogsInAndEndsWithTheLogin) {
-    PortalIs([](Scenario& scenario) { scenario.password = "p&w"; });
-    StartServiceWithAccount(defaults.account, "p&amp;w");
+    PortalIs([](Scenario& scenario) { scenario.password = "p<&w"; });
+    StartServiceWithAccount(defaults.account, "p<&amp;w");
     ExpectOutput("If you want go to offline, Please enter [y]:");
     EXPECT_EQ(portal.Requests(Endpoint::Login).size(), 1u);
     EXPECT_NE(portal.LoggedInTicket(), "");
-    EXPECT_TRUE(service->Runs());
+    AttachFrontEnd();
+    FrontEndAsks(ClientOperation::kStart);  // the console client hears the states once more as well
+    ExpectReport(kConnected);
     PortalIs([](Scenario& scenario) { scenario.pulseSeconds = 1; });
     PortalAnswers(Endpoint::Pulse, Answer::Error(PortalError::kLoginEnded));
     ExpectExit(0);
-    EXPECT_THAT(service->Output(), Not(HasSubstr("p&")));
+    EXPECT_EQ(service->Output(), "svr start successIf you want go to offline, Please enter [y]:\n");
+    EXPECT_EQ(portal.Requests(Endpoint::Login).size(), 1u);
+}
+
+TEST_F(Login, ConsoleClientTellsWhyTheLoginFailed) {
+    PortalIs([](Scenario& scenario) { scenario.wrongPasswordHeaders["Sub-Error"] = "1\x1b[2J1"; });
+    StartServiceWithAccount(defaults.account, "not it");
+    ExpectOutput("login fail, the error is 140105, subcode is 1?[2J1\n");
+    ExpectExit(0);
 }
 
 TEST_F(Login, ConsoleClientTellsThatThereIsNoPortal) {
