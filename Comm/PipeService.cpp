@@ -1,21 +1,32 @@
 #include "PipeService.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 
+#include "ConsoleText.h"
 #include "guard.h"
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
 constexpr mode_t kFifoMode = 0600;         // logins travel here
 constexpr size_t kReadSize = 4096;         // bytes; what one write to a FIFO keeps together
 constexpr unsigned int kRetrySeconds = 1;  // between two looks for the other side
+
+// How long a full FIFO may hold up its writer: enough for a busy front end, too short to miss a pulse.
+constexpr Milliseconds kLongestWait(1000);
 
 void NoteBrokenPipe(int /*signal*/) {}
 
@@ -40,6 +51,12 @@ int OpenFifo(const char* name, int direction) {
     return descriptor;
 }
 
+void CloseIfOpen(int descriptor) {
+    if (descriptor >= 0) {
+        (void)close(descriptor);  // a FIFO has nothing left to write back
+    }
+}
+
 ssize_t ReadFifo(int descriptor, char* buffer, size_t size) {
     ssize_t count = 0;
     do {
@@ -48,10 +65,34 @@ ssize_t ReadFifo(int descriptor, char* buffer, size_t size) {
     return count;
 }
 
-void CloseIfOpen(int descriptor) {
-    if (descriptor >= 0) {
-        (void)close(descriptor);  // a FIFO has nothing left to write back
+bool IsEmpty(int descriptor) {
+    int waiting = 0;
+    return ioctl(descriptor, FIONREAD, &waiting) == 0 && waiting == 0;
+}
+
+// False when there is still none at `end`. A lost reader counts as room: the write will tell.
+bool AwaitRoom(int descriptor, Clock::time_point end) {
+    pollfd full = {descriptor, POLLOUT, 0};
+    const auto left = std::max(Milliseconds(0), std::chrono::ceil<Milliseconds>(end - Clock::now()));
+    return poll(&full, 1, static_cast<int>(left.count())) != 0;
+}
+
+// The number of bytes written by `end`. When they are fewer than `size`, errno tells why, EAGAIN for a FIFO
+// that stayed full. Up to PIPE_BUF bytes are written as a whole or not at all.
+size_t WriteBy(Clock::time_point end, int descriptor, const char* bytes, size_t size) {
+    size_t written = 0;
+    while (written < size) {
+        const ssize_t count = write(descriptor, bytes + written, size - written);
+        if (count >= 0) {
+            written += static_cast<size_t>(count);
+        } else if (errno == EAGAIN && !AwaitRoom(descriptor, end)) {
+            errno = EAGAIN;
+            break;
+        } else if (errno != EAGAIN && errno != EINTR) {
+            break;
+        }
     }
+    return written;
 }
 
 }  // namespace
@@ -84,18 +125,18 @@ int CPipeService::OpenNamePipeServer(const char* clientName) {
     return 0;
 }
 
-int CPipeService::OpenNamePipeClient(const char* clientName) {
-    OpenIncoming(clientName);
-    return OpenOutgoing();
-}
-
+// Opening waits for a reader; from then on no write waits by itself.
 int CPipeService::OpenOutgoing() {
     if (m_pipeName == nullptr) {
         return -1;
     }
     m_fdServer = OpenFifo(m_pipeName, O_WRONLY);
-    m_bIsopenPipe = m_fdServer >= 0;
-    return m_bIsopenPipe ? 0 : -1;
+    if (m_fdServer < 0) {
+        return -1;
+    }
+    (void)fcntl(m_fdServer, F_SETFL, O_WRONLY | O_NONBLOCK);  // an open FIFO takes it
+    m_bIsopenPipe = true;
+    return 0;
 }
 
 void CPipeService::OpenIncoming(const char* name) {
@@ -144,11 +185,46 @@ int CPipeService::WritePipe(const char* text) {
         return 0;
     }
     CLockGuard<GLockObj> guard(m_pipeLock);
-    if (write(m_fdServer, text, strlen(text) + 1) < 0) {
-        printf("write error=%s:%s\n", strerror(errno), text);
+    if (!Send(text, strlen(text) + 1)) {
+        const char* reason = strerror(errno);
+        printf("write error=%s:%s\n", reason, ConsoleText(text).GetBuffer());
         (void)fflush(stdout);  // the output is a convenience
         return 0;
     }
     (void)fflush(stdin);  // no effect unless somebody reads standard input
     return 1;
+}
+
+// A front end that has stopped reading holds up one message, and with it everybody who has one to send, for
+// the longest wait. After that messages go in as far as there is room, until one has gone through or all that
+// was sent has been read. One that may come apart is not begun in that time: the front end would find a
+// damaged message for each.
+// Held by PipeService.AFrontEndThatDoesNotReadCostsOneWait.
+bool CPipeService::Send(const char* bytes, size_t size) {
+    const bool mayWait = !m_isStalled || IsEmpty(m_fdServer);
+    if (!mayWait && size > PIPE_BUF) {
+        errno = EAGAIN;
+        return false;
+    }
+    const TimePoint end = Clock::now() + (mayWait ? kLongestWait : Milliseconds(0));
+    const bool isSent = EndTornMessage(end) && SendMessage(bytes, size, end);
+    m_isStalled = !isSent && errno == EAGAIN;
+    return isSent;
+}
+
+// The NUL that a torn message lacks keeps the next one from being taken for its rest.
+bool CPipeService::EndTornMessage(TimePoint end) {
+    m_isTorn = m_isTorn && WriteBy(end, m_fdServer, "", 1) == 0;
+    return !m_isTorn;
+}
+
+bool CPipeService::SendMessage(const char* bytes, size_t size, TimePoint end) {
+    const size_t written = WriteBy(end, m_fdServer, bytes, size);
+    m_isTorn = written > 0 && written < size;
+    return written == size;
+}
+
+int CPipeService::OpenNamePipeClient(const char* clientName) {
+    OpenIncoming(clientName);
+    return OpenOutgoing();
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 
 #include "MsgEngine.h"
 
@@ -18,8 +20,9 @@ class IPipeCallback {
 // direction. The service creates "serverpipe", writes it and reads "clientpipe"; the front end does the
 // reverse. Owns both descriptors and its outgoing FIFO.
 //
-// A message is a text and its NUL, nothing else. It must arrive whole within one read of 4096 bytes, which a
-// writer ensures by sending it with one write while the other side keeps up; longer messages are lost.
+// A message is a text and its NUL, nothing else. Towards the service it must arrive whole within one read of
+// 4096 bytes, which a writer ensures by sending it with one write while the service keeps up; longer messages
+// are lost. The service's own messages may be longer.
 //
 // One thread sets the link up and then stays in LoopMsg. Writing is free to all threads.
 class CPipeService : public CMsgEngine {
@@ -44,8 +47,10 @@ class CPipeService : public CMsgEngine {
     // Receives messages and queues them for the message thread until a read fails; the other side closing its
     // end is no failure. Returns -1 when the message thread has ended.
     int LoopMsg();
-    // Sends `text` with one write. 1, or 0 when the message is lost: the link is not open (which is silent)
-    // or the write fails (which is printed).
+    // Sends `text`. 1, or 0 when the message is lost: the link is not open (which is silent) or the write
+    // fails (which is printed). Waits for a full FIFO for one second at most, and not again until the other
+    // side has read on. The other side finds a message of up to PIPE_BUF bytes whole or not at all; a longer
+    // one may be cut short there.
     int WritePipe(const char* text);
     // Hands the message to the callback.
     void DoMessage(CAutoString text) override;
@@ -53,9 +58,15 @@ class CPipeService : public CMsgEngine {
     void Disconnect() {}
 
   protected:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
     int OpenOutgoing();
     void OpenIncoming(const char* name);
     void QueueMessages(const char* bytes, size_t count);
+    // The steps of a write, with m_pipeLock held. Each answers whether all went out; errno tells why not.
+    bool Send(const char* bytes, size_t size);
+    bool EndTornMessage(TimePoint end);
+    bool SendMessage(const char* bytes, size_t size, TimePoint end);
 
     // Fixed once the link is set up.
     IPipeCallback* m_pCallback = nullptr;
@@ -64,5 +75,7 @@ class CPipeService : public CMsgEngine {
     int m_fdClient = -1;                      // the incoming FIFO
     std::atomic<bool> m_bIsopenPipe = false;  // set last: whoever sees it may write to m_fdServer
 
-    MutexLock m_pipeLock;  // held by set-up and by each write
+    MutexLock m_pipeLock;      // held by set-up and by each write
+    bool m_isStalled = false;  // the last write gave up on a full FIFO; guarded by m_pipeLock
+    bool m_isTorn = false;     // the last message lacks its end; guarded by m_pipeLock
 };

@@ -16,7 +16,14 @@
 #include "Recorder.h"
 #include "TemporaryFolder.h"
 
+using testing::AllOf;
+using testing::Ge;
+using testing::Lt;
+using Texts = std::vector<std::string>;
+
 namespace {
+
+const std::string kNul(1, '\0');
 
 class Callback : public IPipeCallback {
   public:
@@ -27,9 +34,6 @@ class Callback : public IPipeCallback {
 
 class Service : public CPipeService {
   public:
-    bool HandsItsPipesToCommands() const {
-        return (fcntl(m_fdServer, F_GETFD) & fcntl(m_fdClient, F_GETFD) & FD_CLOEXEC) == 0;
-    }
     // A folder can be opened like a FIFO, but every read of it fails.
     void MakeReadsFail() {
         const int folder = open(".", O_RDONLY);
@@ -61,17 +65,30 @@ class PipeService : public testing::Test {
         close(m_fromService);
     }
 
+    int Unread() const {
+        int count = -1;
+        return ioctl(m_toService, FIONREAD, &count) == 0 ? count : -1;
+    }
+
     void FrontEndWrites(const std::string& bytes) {
         ASSERT_EQ(static_cast<ssize_t>(bytes.size()), write(m_toService, bytes.data(), bytes.size()));
-        int waiting = 1;
-        ASSERT_TRUE(WaitUntil([&] { return ioctl(m_toService, FIONREAD, &waiting) == 0 && waiting == 0; }));
+        ASSERT_TRUE(WaitUntil([&] { return Unread() == 0; }));
+    }
+
+    // What has come, at most `length` bytes; waits for the first of them.
+    std::string FrontEndReadsSome(size_t length) {
+        std::string bytes(length, '\0');
+        bytes.resize(static_cast<size_t>(std::max<ssize_t>(read(m_fromService, &bytes[0], length), 0)));
+        return bytes;
     }
 
     std::string FrontEndReads(size_t length) {
-        std::string bytes(length, '\0');
-        size_t count = 0;
-        for (ssize_t more = 1; more > 0 && count < length; count += static_cast<size_t>(more)) {
-            more = std::max<ssize_t>(read(m_fromService, &bytes[count], length - count), 0);
+        std::string bytes;
+        for (std::string more; bytes.size() < length; bytes += more) {
+            more = FrontEndReadsSome(length - bytes.size());
+            if (more.empty()) {
+                break;
+            }
         }
         return bytes;
     }
@@ -87,15 +104,15 @@ class PipeService : public testing::Test {
 }  // namespace
 
 TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
-    using Texts = std::vector<std::string>;
-    const std::string nul(1, '\0');
     const std::string longest(4095, 'm');
     const std::tuple<const char*, Texts, Texts> rows[] = {
-        {"two in one read", {"one" + nul + "two" + nul}, {"one", "two"}},
-        {"the end of a read is lost", {"one" + nul + "tw", "o" + nul + "three" + nul}, {"one", "o", "three"}},
-        {"a lone NUL", {nul}, {""}},
-        {"the longest message", {longest + nul}, {longest}},
-        {"a full read without a NUL", {longest + "m", "next" + nul}, {"next"}},
+        {"two in one read", {"one" + kNul + "two" + kNul}, {"one", "two"}},
+        {"the end of a read is lost",
+         {"one" + kNul + "tw", "o" + kNul + "three" + kNul},
+         {"one", "o", "three"}},
+        {"a lone NUL", {kNul}, {""}},
+        {"the longest message", {longest + kNul}, {longest}},
+        {"a full read without a NUL", {longest + "m", "next" + kNul}, {"next"}},
     };
     Texts expected;
     for (const auto& [what, writes, messages] : rows) {
@@ -110,7 +127,6 @@ TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
 }
 
 TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
-    EXPECT_FALSE(m_service.HandsItsPipesToCommands());
     constexpr size_t kMessages = 50;
     const std::string text(2000, 'w');
     std::vector<std::future<void>> writers;
@@ -126,11 +142,30 @@ TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
     }
 }
 
+TEST_F(PipeService, AFrontEndThatDoesNotReadCostsOneWait) {
+    const std::string large(100 << 10, 'l');  // more than the FIFO holds
+    const auto writeLarge = [&] { return m_service.WritePipe(large.c_str()); };
+    const auto start = std::chrono::steady_clock::now();
+    testing::internal::CaptureStdout();
+    std::future<int> writers[] = {std::async(std::launch::async, writeLarge),
+                                  std::async(std::launch::async, writeLarge)};
+    EXPECT_EQ(0, writers[0].get() + writers[1].get() + m_service.WritePipe("small"));
+    EXPECT_THAT(std::chrono::steady_clock::now() - start,
+                AllOf(Ge(std::chrono::seconds(1)), Lt(std::chrono::milliseconds(1900))));
+    EXPECT_NE("", testing::internal::GetCapturedStdout());
+
+    const std::string torn = FrontEndReadsSome(large.size());
+    EXPECT_EQ(torn, large.substr(0, torn.size()));
+    auto reader = std::async(std::launch::async, [&] { return FrontEndReads(1 + large.size() + 1); });
+    EXPECT_EQ(1, writeLarge()) << "waits again for a front end that reads again";
+    EXPECT_EQ(reader.get(), kNul + large + kNul);
+}
+
 TEST_F(PipeService, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
     close(m_fromService);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(0, m_service.WritePipe("lost %s"));
-    EXPECT_EQ("write error=Broken pipe:lost %s\n", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0, m_service.WritePipe("lost %s\x1b[2J\n\xc2\x9b"));
+    EXPECT_EQ("write error=Broken pipe:lost %s?[2J??\n", testing::internal::GetCapturedStdout());
     m_fromService = open("serverpipe", O_RDONLY);
     EXPECT_EQ(1, m_service.WritePipe("found"));
     EXPECT_EQ(FrontEndReads(6), std::string("found\0", 6));
@@ -146,7 +181,6 @@ TEST(PipeServiceFifo, RemovesItsFifoAndNothingElse) {
         EXPECT_EQ(-1, reused.CreateNamedPipeInServer("left", nullptr));
         EXPECT_EQ(-1, CPipeService().OpenNamePipeServer("clientpipe"));
         EXPECT_EQ(-1, CPipeService().LoopMsg());
-        EXPECT_TRUE(folder.Has("left"));
     }
     EXPECT_FALSE(folder.Has("serverpipe"));
     EXPECT_FALSE(folder.Has("left"));
