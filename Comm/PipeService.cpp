@@ -43,18 +43,53 @@ void SurviveBrokenPipes() {
 
 // Waits for the other side to open the FIFO too. Commands that the service runs do not get the descriptor:
 // one that stays alive would keep a FIFO open that the service has closed.
-int OpenFifo(const char* name, int direction) {
+int OpenFifo(const char* name, int flags) {
     int descriptor = -1;
     do {
-        descriptor = open(name, direction | O_CLOEXEC);
+        descriptor = open(name, flags | O_CLOEXEC);
     } while (descriptor < 0 && errno == EINTR);
     return descriptor;
+}
+
+mode_t TypeOf(int descriptor) {
+    struct stat status = {};
+    return fstat(descriptor, &status) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
 void CloseIfOpen(int descriptor) {
     if (descriptor >= 0) {
         (void)close(descriptor);  // a FIFO has nothing left to write back
     }
+}
+
+void TellOfNoFifo(const char* name) {
+    (void)fprintf(stderr, "%s is a plain file or a link, not a FIFO: move it away\n", name);
+}
+
+// A link could lead anywhere, and a plain file would grow with every message.
+int OpenOwnFifo(const char* name) {
+    const int descriptor = OpenFifo(name, O_WRONLY | O_NOFOLLOW);
+    const bool isOther = descriptor < 0 ? errno == ELOOP : TypeOf(descriptor) != S_IFIFO;
+    if (!isOther) {
+        return descriptor;
+    }
+    TellOfNoFifo(name);
+    CloseIfOpen(descriptor);
+    return -1;
+}
+
+// A plain file counts as missing: it would be read to its end and then keep out the FIFO of the other side.
+int OpenForeignFifo(const char* name, bool& isTold) {
+    const int descriptor = OpenFifo(name, O_RDONLY);
+    if (descriptor < 0 || TypeOf(descriptor) != S_IFREG) {
+        return descriptor;
+    }
+    if (!isTold) {
+        TellOfNoFifo(name);
+        isTold = true;
+    }
+    CloseIfOpen(descriptor);
+    return -1;
 }
 
 ssize_t ReadFifo(int descriptor, char* buffer, size_t size) {
@@ -106,7 +141,14 @@ CPipeService::~CPipeService() {
     CloseIfOpen(m_fdServer);
     CloseIfOpen(m_fdClient);
     if (m_pipeName != nullptr) {
-        (void)unlink(m_pipeName);  // somebody may have removed it before
+        RemoveFifo(m_pipeName);
+    }
+}
+
+void CPipeService::RemoveFifo(const char* name) {
+    struct stat status = {};
+    if (lstat(name, &status) == 0 && S_ISFIFO(status.st_mode)) {
+        (void)unlink(name);  // somebody may have removed it in between
     }
 }
 
@@ -130,7 +172,7 @@ int CPipeService::OpenOutgoing() {
     if (m_pipeName == nullptr) {
         return -1;
     }
-    m_fdServer = OpenFifo(m_pipeName, O_WRONLY);
+    m_fdServer = OpenOwnFifo(m_pipeName);
     if (m_fdServer < 0) {
         return -1;
     }
@@ -140,7 +182,8 @@ int CPipeService::OpenOutgoing() {
 }
 
 void CPipeService::OpenIncoming(const char* name) {
-    while ((m_fdClient = OpenFifo(name, O_RDONLY)) < 0) {
+    bool isTold = false;
+    while ((m_fdClient = OpenForeignFifo(name, isTold)) < 0) {
         sleep(kRetrySeconds);
     }
 }

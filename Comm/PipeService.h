@@ -30,7 +30,7 @@ class CPipeService : public CMsgEngine {
     // Sees to it that a write without a reader fails instead of ending the process, if the program has not
     // already decided about SIGPIPE itself.
     CPipeService();
-    // Removes the outgoing FIFO.
+    // Removes the outgoing FIFO, but nothing else that has its name.
     ~CPipeService() override;
 
     // Names the outgoing FIFO and creates it, mode 0600. `name` is not copied; `callback` (not owned) may be
@@ -38,8 +38,8 @@ class CPipeService : public CMsgEngine {
     // FIFO of an earlier run is used again.
     int CreateNamedPipeInServer(const char* name, IPipeCallback* callback);
     // Opens the outgoing FIFO, then `clientName` for reading, each of which waits for the other side; a FIFO
-    // that is missing is looked for once a second, without end. 0, or -1 when the outgoing one cannot be
-    // opened.
+    // that is missing, or a plain file in its place, is looked at again once a second, without end. 0, or -1
+    // when the outgoing one cannot be opened. A plain file or a link is refused and told on standard error.
     int OpenNamePipeServer(const char* clientName);
     // The same for a front end, in the order that meets the service's: `clientName` (the service's outgoing
     // FIFO) for reading, then the own outgoing FIFO.
@@ -54,6 +54,8 @@ class CPipeService : public CMsgEngine {
     int WritePipe(const char* text);
     // Hands the message to the callback.
     void DoMessage(CAutoString text) override;
+    // Removes the FIFO `name`, and nothing else that has the name.
+    static void RemoveFifo(const char* name);
     // Does nothing: the link lasts as long as the object.
     void Disconnect() {}
 
