@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "ConsoleText.h"
+#include "comm.h"
 #include "guard.h"
 
 namespace {
@@ -27,6 +28,11 @@ constexpr unsigned int kRetrySeconds = 1;  // between two looks for the other si
 
 // How long a full FIFO may hold up its writer: enough for a busy front end, too short to miss a pulse.
 constexpr Milliseconds kLongestWait(1000);
+
+// Received messages that may wait for their handler; beyond them the other side has to wait. A front end that
+// floods the service would fill the memory otherwise.
+constexpr size_t kMostWaiting = 256;
+constexpr unsigned int kCatchUpPauseMs = 1;
 
 void NoteBrokenPipe(int /*signal*/) {}
 
@@ -199,6 +205,7 @@ int CPipeService::LoopMsg() {
         }
         (void)fflush(stdout);  // the output is a convenience
         QueueMessages(buffer, static_cast<size_t>(count));
+        LetHandlerCatchUp();
     }
     // Whoever is told of the end takes down what the handler of the last message may still be using.
     WaitMsgEngineEnd();
@@ -214,6 +221,16 @@ void CPipeService::QueueMessages(const char* bytes, size_t count) {
     while (const void* nul = memchr(start, '\0', static_cast<size_t>(end - start))) {
         AddMessage(start);
         start = static_cast<const char*>(nul) + 1;
+    }
+}
+
+void CPipeService::LetHandlerCatchUp() {
+    auto isBehind = [this] {
+        CLockGuard<GLockObj> guard(m_msgLock);
+        return m_MsgQueue.size() > kMostWaiting;
+    };
+    while (isBehind()) {
+        Sleep(kCatchUpPauseMs);
     }
 }
 

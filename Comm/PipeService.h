@@ -45,7 +45,7 @@ class CPipeService : public CMsgEngine {
     // FIFO) for reading, then the own outgoing FIFO.
     int OpenNamePipeClient(const char* clientName);
     // Receives messages and queues them for the message thread until a read fails; the other side closing its
-    // end is no failure. Returns -1 when the message thread has ended.
+    // end is no failure. Reads no further while too many wait. Returns -1 when the message thread has ended.
     int LoopMsg();
     // Sends `text`. 1, or 0 when the message is lost: the link is not open (which is silent) or the write
     // fails (which is printed). Waits for a full FIFO for one second at most, and not again until the other
@@ -65,6 +65,7 @@ class CPipeService : public CMsgEngine {
     int OpenOutgoing();
     void OpenIncoming(const char* name);
     void QueueMessages(const char* bytes, size_t count);
+    void LetHandlerCatchUp();
     // The steps of a write, with m_pipeLock held. Each answers whether all went out; errno tells why not.
     bool Send(const char* bytes, size_t size);
     bool EndTornMessage(TimePoint end);

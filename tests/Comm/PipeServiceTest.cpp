@@ -27,8 +27,12 @@ const std::string kNul(1, '\0');
 
 class Callback : public IPipeCallback {
   public:
-    void DoWorkOnPipe(CAutoString text) override { received.Add(text.GetText()); }
+    void DoWorkOnPipe(CAutoString text) override {
+        const std::lock_guard<std::mutex> guard(gate);
+        received.Add(text.GetText());
+    }
 
+    std::mutex gate;  // held by a test, it keeps the handler from ending
     Recorder received;
 };
 
@@ -124,6 +128,19 @@ TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
         ASSERT_TRUE(m_callback.received.Await(expected.size()));
         EXPECT_EQ(m_callback.received.All(), expected);
     }
+}
+
+TEST_F(PipeService, AFloodHasToWaitForItsHandler) {
+    std::unique_lock<std::mutex> handler(m_callback.gate);
+    auto flood = std::async(std::launch::async, [this] {
+        for (int message = 0; message < 10000; ++message) {
+            EXPECT_EQ(16, write(m_toService, "<M>flooding</M>", 16));
+        }
+    });
+    EXPECT_TRUE(WaitUntil([&] { return Unread() > (60 << 10); })) << "the service hoards what it is sent";
+    handler.unlock();
+    flood.get();
+    EXPECT_TRUE(WaitUntil([&] { return Unread() == 0; }));
 }
 
 TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
