@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr char kCloseOnExec[] = "e";  // no command that the service starts gets a file of its own
+
 bool MakeFolder(const std::string& path, mode_t mode) {
     return mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
 }
@@ -21,7 +23,7 @@ CSimpleFile::~CSimpleFile() {
 
 int CSimpleFile::CreateFile(const char* path, const char* mode) {
     (void)CloseFile();  // the new file is wanted either way
-    m_pFile = fopen(path, mode);
+    m_pFile = fopen(path, (std::string(mode) + kCloseOnExec).c_str());
     return m_pFile != nullptr ? 0 : -1;
 }
 

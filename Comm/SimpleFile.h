@@ -14,7 +14,8 @@ class CSimpleFile {
     CSimpleFile(const CSimpleFile&) = delete;
     CSimpleFile& operator=(const CSimpleFile&) = delete;
 
-    // Closes any open stream, then opens `path` with the mode of fopen. -1 when it cannot be opened.
+    // Closes any open stream, then opens `path` with the mode of fopen. -1 when it cannot be opened. Commands
+    // that the program starts do not get the descriptor.
     int CreateFile(const char* path, const char* mode);
     // 0 also when nothing is open; -1 when closing fails.
     int CloseFile();
