@@ -1,11 +1,13 @@
-// Start-up of the service, in the order in which the parts need each other.
+#include "QuorvaneSvr.h"
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "ClientCommand.h"
 #include "ClientOperations.h"
@@ -13,19 +15,65 @@
 #include "Log.h"
 #include "PortalServer.h"
 #include "Server.h"
-#include "UserInfo.h"
 
 namespace {
 
 constexpr char kProcessIdKey[] = "PID";
 constexpr char kOutgoingPipe[] = "serverpipe";
 constexpr char kIncomingPipe[] = "clientpipe";
-constexpr int kAlreadyRunning = -1;  // the shell sees 255
 constexpr int kAllLevels = DEBUG;
 
-// One service for each working directory. The process id is never removed: what counts is whether a process
-// of that id can be signalled. One of another user, to which kill() answers no, does not stop a start; a
-// foreign process that has got the id of an earlier run does. The stored text ends in a newline.
+constexpr char kVersion[] = "QuorvaneSvr " QUORVANE_VERSION "\n";
+constexpr char kUsage[] =
+    "usage: QuorvaneSvr [ACCOUNT PASSWORD]\n"
+    "\n"
+    "Keeps this machine logged in to a campus network that is guarded by a web portal. Settings, log and "
+    "the\n"
+    "FIFOs to a front end are those of the current folder.\n"
+    "\n"
+    "  ACCOUNT PASSWORD  log in at once and show the outcome, without a front end\n"
+    "  --help            show this text\n"
+    "  --version         show the version\n";
+
+struct Option {
+    const char* name;
+    const char* answer;
+};
+constexpr Option kOptions[] = {{"--help", kUsage}, {"--version", kVersion}};
+
+// Registers the portal business and serves the link. 0, or what kept the link from being opened.
+int OpenAndServe(CServer& server) {
+    server.RegisterBusiness(kPortalBusiness, CPortalServer::GetInst());
+    (void)server.CreateServer(kOutgoingPipe);  // one that exists already is used
+    const int result = server.ConnectToServer(kIncomingPipe);
+    return result == 0 ? server.DoWork() : result;
+}
+
+}  // namespace
+
+bool AnswersOption(int argc, char** argv) {
+    for (const Option& option : kOptions) {
+        if (argc == 2 && strcmp(argv[1], option.name) == 0) {
+            (void)fputs(option.answer, stdout);  // without a reader there is nobody to tell
+            return true;
+        }
+    }
+    return false;
+}
+
+bool HasWorkingFolder() {
+    char folder[PATH_MAX];
+    (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
+    if (folder[0] == '/') {
+        return true;
+    }
+    (void)fprintf(stderr, "QuorvaneSvr: no working folder: %s\n", strerror(errno));
+    return false;
+}
+
+// The process id is never removed: what counts is whether a process of that id can be signalled. One of
+// another user, to which kill() answers no, does not stop a start; a foreign process that has got the id of
+// an earlier run does. The stored text ends in a newline.
 bool StartSingle() {
     CInfoCenter* settings = CInfoCenter::GetInst();
     const CAutoString previous = settings->GetLocalValue(kProcessIdKey);
@@ -39,7 +87,6 @@ bool StartSingle() {
     return true;
 }
 
-// One file for each start, named after its day.
 void InitLog() {
     char folder[PATH_MAX];
     (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
@@ -54,49 +101,32 @@ void InitPortal(IServer& server) {
     CPortalServer::GetInst()->SetInfoCenter(settings);
 }
 
-void StartConsoleClient(const char* account, const char* password) {
-    CClientCommand::GetInst()->SetUserInfo(account, password);
-    CClientCommand::GetInst()->Start();
+void StartConsoleClient(int argc, char** argv) {
+    if (argc > 2) {
+        CClientCommand::GetInst()->SetUserInfo(argv[1], argv[2]);
+        CClientCommand::GetInst()->Start();
+    }
 }
 
-// Waits for a front end, also beside a console client, and serves it until the link fails.
-void ServePipe(CServer& server) {
-    (void)server.CreateServer(kOutgoingPipe);  // one that exists already is used
-    const int result = server.ConnectToServer(kIncomingPipe);
+void ServeFrontEnd(CServer& server) {
+    const int result = OpenAndServe(server);
     if (result != 0) {
         printf("\nopen server pipe ret = %d\n", result);
-        return;
     }
-    (void)server.DoWork();  // always 0
 }
 
-// The console client and the portal business may still post through the server, so it is not destroyed; the
-// end of the process closes what it has open.
-[[noreturn]] void EndBesideThreads() {
-    (void)unlink(kOutgoingPipe);  // as the server does at its end; it may be gone
-    (void)fflush(stdout);
-    std::_Exit(EXIT_SUCCESS);
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (!StartSingle()) {
-        return kAlreadyRunning;
-    }
-    InitLog();
-    CInfoCenter::GetInst()->CompleteStart();
-    CServer server;
-    InitPortal(server);
-    CUserInfo userInfo;
-    (void)userInfo.Init();
-    if (argc > 2) {
-        StartConsoleClient(argv[1], argv[2]);
-    }
-    server.RegisterBusiness(kPortalBusiness, CPortalServer::GetInst());
-    ServePipe(server);
+void EndBesideConsoleClient() {
     if (CClientCommand::IsStarted()) {
-        EndBesideThreads();
+        CPipeService::RemoveFifo(kOutgoingPipe);  // as the server does at its end
+        (void)fflush(stdout);
+        std::_Exit(EXIT_SUCCESS);
     }
-    return 0;
+}
+
+void* ServerPipe(void* server) {
+    const int result = OpenAndServe(*static_cast<CServer*>(server));
+    if (result != 0) {
+        printf("\nopen server pipe failed ret = %d\n", result);
+    }
+    return nullptr;
 }

@@ -2,7 +2,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "ServiceProcess.h"
 #include "TemporaryFolder.h"
@@ -11,6 +14,7 @@
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -25,25 +29,45 @@ class QuorvaneSvrTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(QuorvaneSvrTest, ALiveProcessIdEndsItBeforeAnythingElse) {
-    Settings(std::to_string(getpid()) + "\n");
-    const std::string settings = m_folder.Read("conf/conf.xml");
-    ServiceProcess service;
-    EXPECT_EQ(255, service.WaitForExit());
-    EXPECT_EQ("", service.Output());
-    EXPECT_FALSE(m_folder.Has("Log"));
-    EXPECT_EQ(settings, m_folder.Read("conf/conf.xml"));
+TEST_F(QuorvaneSvrTest, EndsBeforeAnythingElse) {
+    const struct {
+        std::string processId;
+        std::vector<std::string> arguments;
+        int status;
+        const char* output;
+    } rows[] = {
+        {std::to_string(getpid()) + "\n", {}, 255, ""},
+        {"", {"--version"}, 0, "QuorvaneSvr 1."},
+        {"", {"--help"}, 0, "usage: QuorvaneSvr [ACCOUNT PASSWORD]\n"},
+    };
+    for (const auto& [processId, arguments, status, output] : rows) {
+        SCOPED_TRACE(output);
+        Settings(processId);
+        const std::string settings = m_folder.Read("conf/conf.xml");
+        ServiceProcess service(arguments);
+        EXPECT_EQ(status, service.WaitForExit());
+        EXPECT_THAT(service.Output(), StartsWith(output));
+        EXPECT_FALSE(m_folder.Has("Log"));
+        EXPECT_EQ(settings, m_folder.Read("conf/conf.xml"));
+    }
+    // What is said would otherwise be written below "/".
+    const int status = system("mkdir gone; cd gone; rmdir ../gone; " QUORVANE_SERVICE " 2>../output-gone");
+    EXPECT_EQ(1, WEXITSTATUS(status));
+    EXPECT_THAT(m_folder.Read("output-gone"), StartsWith("QuorvaneSvr: no working folder: "));
 }
 
 TEST_F(QuorvaneSvrTest, ServesAFrontEndUntilReadingFails) {
-    Settings("");
-    ASSERT_EQ(0, mkdir("clientpipe", 0700));  // can be opened, but not read
+    Settings("999999999\n");  // of a process that is gone
+    m_folder.Write("clientpipe", "<M/>");
     ServiceProcess service({"one argument starts no console client"});
     int fromService = -1;
     ASSERT_TRUE(WaitUntil([&] { return (fromService = open("serverpipe", O_RDONLY | O_NONBLOCK)) >= 0; }));
+    ASSERT_TRUE(WaitUntil([&] { return !service.Output().empty(); }));
+    EXPECT_EQ("clientpipe is a plain file or a link, not a FIFO: move it away\n", service.Output());
+    ASSERT_EQ(0, unlink("clientpipe"));
+    ASSERT_EQ(0, mkdir("clientpipe", 0700));  // can be opened, but not read
     EXPECT_EQ(0, service.WaitForExit());
     close(fromService);
-    EXPECT_EQ("", service.Output());
     EXPECT_THAT(m_folder.Read(("Log/" + CommFunc::GetLocalTime("%Y%m%d_Info.log")).GetText()),
                 AllOf(HasSubstr(" client disconnect -1\n"), HasSubstr(" CPortalServer::ServerStatus\n")));
     EXPECT_FALSE(m_folder.Has("serverpipe"));
@@ -52,9 +76,19 @@ TEST_F(QuorvaneSvrTest, ServesAFrontEndUntilReadingFails) {
 }
 
 TEST_F(QuorvaneSvrTest, EndsWhenItsPipeCannotBeOpened) {
-    ASSERT_EQ(0, mkdir("serverpipe", 0700));
-    ServiceProcess service;
-    EXPECT_EQ(0, service.WaitForExit());
-    EXPECT_EQ("\nopen server pipe ret = -1\n", service.Output());
+    const std::string refused = "serverpipe is a plain file or a link, not a FIFO: move it away\n";
+    const std::pair<std::string, std::string> rows[] = {
+        {"mkdir serverpipe", ""},
+        {"echo text >serverpipe", refused},
+        {"mkfifo fifo; ln -s fifo serverpipe", refused},
+    };
+    for (const auto& [preparation, reason] : rows) {
+        SCOPED_TRACE(preparation);
+        ASSERT_EQ(0, system(preparation.c_str()));
+        ServiceProcess service;
+        EXPECT_EQ(0, service.WaitForExit());
+        EXPECT_EQ(reason + "\nopen server pipe ret = -1\n", service.Output());
+        EXPECT_EQ(0, rename("serverpipe", preparation.c_str())) << "it is not the service's to remove";
+    }
     EXPECT_FALSE(m_folder.Has("conf")) << "settings are shipped, not made";
 }

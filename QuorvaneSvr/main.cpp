@@ -1,0 +1,30 @@
+// Entry point of the service: the steps of the start-up, in the order in which they need each other.
+
+#include <cstdlib>
+
+#include "InfoCenter.h"
+#include "QuorvaneSvr.h"
+#include "Server.h"
+#include "UserInfo.h"
+
+int main(int argc, char** argv) {
+    if (AnswersOption(argc, argv)) {
+        return EXIT_SUCCESS;
+    }
+    if (!HasWorkingFolder()) {
+        return EXIT_FAILURE;
+    }
+    if (!StartSingle()) {
+        return kAlreadyRunning;
+    }
+    InitLog();
+    CInfoCenter::GetInst()->CompleteStart();
+    CServer server;
+    InitPortal(server);
+    CUserInfo userInfo;
+    (void)userInfo.Init();
+    StartConsoleClient(argc, argv);
+    ServeFrontEnd(server);
+    EndBesideConsoleClient();
+    return EXIT_SUCCESS;
+}
