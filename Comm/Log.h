@@ -23,6 +23,9 @@ class CLog : public CSimpleFile {
     // Local time by strftime into `out` of `size` bytes, cleared first. Always 1.
     int getTimeNow(char* out, int size, const char* format);
 
+    // Not used by the service.
+    char buf[1024] = {};  // room for a line that a caller puts together
+
   private:
     static CLog* m_pLog;
 

@@ -41,9 +41,6 @@ class CPipeService : public CMsgEngine {
     // that is missing, or a plain file in its place, is looked at again once a second, without end. 0, or -1
     // when the outgoing one cannot be opened. A plain file or a link is refused and told on standard error.
     int OpenNamePipeServer(const char* clientName);
-    // The same for a front end, in the order that meets the service's: `clientName` (the service's outgoing
-    // FIFO) for reading, then the own outgoing FIFO.
-    int OpenNamePipeClient(const char* clientName);
     // Receives messages and queues them for the message thread until a read fails; the other side closing its
     // end is no failure. Reads no further while too many wait. Returns -1 when the message thread has ended.
     int LoopMsg();
@@ -56,8 +53,14 @@ class CPipeService : public CMsgEngine {
     void DoMessage(CAutoString text) override;
     // Removes the FIFO `name`, and nothing else that has the name.
     static void RemoveFifo(const char* name);
+
+    // Not used by the service.
+    // The front end's way to set up the link, in the order that meets the service's: opens `clientName` (the
+    // service's outgoing FIFO) for reading, then the own outgoing FIFO. As OpenNamePipeServer otherwise.
+    int OpenNamePipeClient(const char* clientName);
     // Does nothing: the link lasts as long as the object.
     void Disconnect() {}
+    int m_lastErrCode = 0;  // kept for a derived class; no operation sets it
 
   protected:
     using TimePoint = std::chrono::steady_clock::time_point;

@@ -46,13 +46,6 @@ int CSimpleFile::WriteFile(const void* buffer, size_t size) {
     return written == size && flushed ? 0 : -1;
 }
 
-int CSimpleFile::ReadFile(void* buffer, size_t size) {
-    if (m_pFile == nullptr) {
-        return -2;
-    }
-    return static_cast<int>(fread(buffer, 1, size, m_pFile));
-}
-
 bool CSimpleFile::IsFileExist(const char* path) {
     return access(path, F_OK) == 0;
 }
@@ -84,4 +77,11 @@ bool CSimpleFile::PathCombine(char* buffer, size_t size, const char* directory, 
     const char* separator = length > 0 && directory[length - 1] != '/' ? "/" : "";
     const int needed = snprintf(buffer, size, "%s%s%s", directory, separator, name);
     return needed >= 0 && static_cast<size_t>(needed) < size;
+}
+
+int CSimpleFile::ReadFile(void* buffer, size_t size) {
+    if (m_pFile == nullptr) {
+        return -2;
+    }
+    return static_cast<int>(fread(buffer, 1, size, m_pFile));
 }

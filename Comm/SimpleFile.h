@@ -21,8 +21,6 @@ class CSimpleFile {
     int CloseFile();
     // Writes `size` bytes and flushes them at once. -1 when fewer were written, -2 when no stream is open.
     int WriteFile(const void* buffer, size_t size);
-    // Reads up to `size` bytes. Answers the number of bytes read, or -2 when no stream is open.
-    int ReadFile(void* buffer, size_t size);
 
     static bool IsFileExist(const char* path);
     // Creates every folder along `path`; folders that exist are no error. With `lastIsFile` the part behind
@@ -33,6 +31,10 @@ class CSimpleFile {
     static int GetModulePath(char* buffer, size_t size);
     // Joins `directory` and `name` with exactly one "/" into `buffer`. False when the result does not fit.
     static bool PathCombine(char* buffer, size_t size, const char* directory, const char* name);
+
+    // Not used by the service.
+    // Reads up to `size` bytes. Answers the number of bytes read, or -2 when no stream is open.
+    int ReadFile(void* buffer, size_t size);
 
   protected:
     FILE* m_pFile = nullptr;

@@ -58,11 +58,6 @@ void CClientCommand::SetUserInfo(CAutoString account, CAutoString password) {
     m_strPassword = password;
 }
 
-void CClientCommand::GetUserInfo(CAutoString& account, CAutoString& password) {
-    account = m_strAccount;
-    password = m_strPassword;
-}
-
 void CClientCommand::Start() {
     StartMsgEngine();
     m_bStarted = true;  // before the business starts: its first message is the answer to that
@@ -139,4 +134,9 @@ void CClientCommand::DealConnectFailMsg(CXMLOpt& document) {
 
 void CClientCommand::DealDisconnectedMsg(CXMLOpt& /*document*/) {
     EndProcess();
+}
+
+void CClientCommand::GetUserInfo(CAutoString& account, CAutoString& password) {
+    account = m_strAccount;
+    password = m_strPassword;
 }

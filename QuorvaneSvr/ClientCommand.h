@@ -20,7 +20,6 @@ class CClientCommand : public CBusiness, public CMsgEngine {
     static bool IsStarted() { return m_bStarted; }
 
     void SetUserInfo(CAutoString account, CAutoString password);
-    void GetUserInfo(CAutoString& account, CAutoString& password);
     // Starts the message thread and the portal business. Returns at once.
     void Start();
 
@@ -34,6 +33,9 @@ class CClientCommand : public CBusiness, public CMsgEngine {
     void DealConnectedMsg(CXMLOpt& document);
     void DealConnectFailMsg(CXMLOpt& document);
     void DealDisconnectedMsg(CXMLOpt& document);
+
+    // Not used by the service.
+    void GetUserInfo(CAutoString& account, CAutoString& password);
 
   private:
     struct Reaction;
