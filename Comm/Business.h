@@ -50,7 +50,8 @@ class CBusiness : public IBusiness {
     // Sends an envelope. Nothing is sent when a part is null (an empty one is fine) or without a server.
     void PostMsg(const char* source, const char* target, const char* opcode, const char* parameters);
 
-    // Not used by the service: a derived business reaches its server through m_pService.
+    // Not used by the service.
+    // For others than the derived business, which has m_pService.
     IServer* GetServer() const { return m_pService; }
 
   protected:

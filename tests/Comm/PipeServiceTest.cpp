@@ -69,30 +69,22 @@ class PipeService : public testing::Test {
         close(m_fromService);
     }
 
-    int Unread() const {
-        int count = -1;
-        return ioctl(m_toService, FIONREAD, &count) == 0 ? count : -1;
+    static size_t Unread(int fifo) {
+        int count = 0;
+        EXPECT_EQ(0, ioctl(fifo, FIONREAD, &count));
+        return static_cast<size_t>(count);
     }
 
     void FrontEndWrites(const std::string& bytes) {
         ASSERT_EQ(static_cast<ssize_t>(bytes.size()), write(m_toService, bytes.data(), bytes.size()));
-        ASSERT_TRUE(WaitUntil([&] { return Unread() == 0; }));
-    }
-
-    // What has come, at most `length` bytes; waits for the first of them.
-    std::string FrontEndReadsSome(size_t length) {
-        std::string bytes(length, '\0');
-        bytes.resize(static_cast<size_t>(std::max<ssize_t>(read(m_fromService, &bytes[0], length), 0)));
-        return bytes;
+        ASSERT_TRUE(WaitUntil([&] { return Unread(m_toService) == 0; }));
     }
 
     std::string FrontEndReads(size_t length) {
-        std::string bytes;
-        for (std::string more; bytes.size() < length; bytes += more) {
-            more = FrontEndReadsSome(length - bytes.size());
-            if (more.empty()) {
-                break;
-            }
+        std::string bytes(length, '\0');
+        size_t count = 0;
+        for (ssize_t more = 1; more > 0 && count < length; count += static_cast<size_t>(more)) {
+            more = std::max<ssize_t>(read(m_fromService, &bytes[count], length - count), 0);
         }
         return bytes;
     }
@@ -137,15 +129,16 @@ TEST_F(PipeService, AFloodHasToWaitForItsHandler) {
             EXPECT_EQ(16, write(m_toService, "<M>flooding</M>", 16));
         }
     });
-    EXPECT_TRUE(WaitUntil([&] { return Unread() > (60 << 10); })) << "the service hoards what it is sent";
+    EXPECT_TRUE(WaitUntil([&] { return Unread(m_toService) > (60 << 10); }))
+        << "the service hoards what it is sent";
     handler.unlock();
     flood.get();
-    EXPECT_TRUE(WaitUntil([&] { return Unread() == 0; }));
+    EXPECT_TRUE(WaitUntil([&] { return Unread(m_toService) == 0; }));
 }
 
 TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
     constexpr size_t kMessages = 50;
-    const std::string text(2000, 'w');
+    const std::string text(20000, 'w');  // more than one write keeps together
     std::vector<std::future<void>> writers;
     for (size_t i = 0; i < 4; ++i) {
         writers.push_back(std::async(std::launch::async, [&] {
@@ -169,9 +162,10 @@ TEST_F(PipeService, AFrontEndThatDoesNotReadCostsOneWait) {
     EXPECT_EQ(0, writers[0].get() + writers[1].get() + m_service.WritePipe("small"));
     EXPECT_THAT(std::chrono::steady_clock::now() - start,
                 AllOf(Ge(std::chrono::seconds(1)), Lt(std::chrono::milliseconds(1900))));
+    std::string torn = FrontEndReads(10000);
+    EXPECT_EQ(0, writeLarge()) << "would be torn as well";
     EXPECT_NE("", testing::internal::GetCapturedStdout());
-
-    const std::string torn = FrontEndReadsSome(large.size());
+    torn += FrontEndReads(Unread(m_fromService));
     EXPECT_EQ(torn, large.substr(0, torn.size()));
     auto reader = std::async(std::launch::async, [&] { return FrontEndReads(1 + large.size() + 1); });
     EXPECT_EQ(1, writeLarge()) << "waits again for a front end that reads again";

@@ -50,7 +50,7 @@ TEST_F(QuorvaneSvrTest, EndsBeforeAnythingElse) {
         EXPECT_FALSE(m_folder.Has("Log"));
         EXPECT_EQ(settings, m_folder.Read("conf/conf.xml"));
     }
-    // What is said would otherwise be written below "/".
+    // Without a working folder everything would land below "/".
     const int status = system("mkdir gone; cd gone; rmdir ../gone; " QUORVANE_SERVICE " 2>../output-gone");
     EXPECT_EQ(1, WEXITSTATUS(status));
     EXPECT_THAT(m_folder.Read("output-gone"), StartsWith("QuorvaneSvr: no working folder: "));

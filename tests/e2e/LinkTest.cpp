@@ -1,8 +1,13 @@
 // Front ends that come and go, and what they ask for besides the login.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
 #include <fstream>
 
 #include "ServiceFixture.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -13,13 +18,6 @@ class Link : public ServiceTest {};
 const StateReport kPresentState = {INetConn::ES_NONE, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
 
 }  // namespace
-
-TEST_F(Link, SecondStartTellsThePresentState) {
-    LogIn();
-    FrontEndAsks(ClientOperation::kStart);
-    ExpectReport(kPresentState);
-    ExpectReport(kConnected);
-}
 
 TEST_F(Link, SecondStartBeforeTheLoginChecksTheNetworkAnew) {
     portal.Stop();
@@ -47,20 +45,6 @@ TEST_F(Link, LoginSurvivesAFrontEndThatDiesAndReturns) {
     ExpectReport(kConnected);
 }
 
-TEST_F(Link, SecondInstanceIsRefused) {
-    GetReady();
-    ServiceProcess second;
-    EXPECT_EQ(second.WaitForExit(kSoon), 255);
-    EXPECT_EQ(second.Output(), "");
-    EXPECT_TRUE(service->Runs());
-}
-
-TEST_F(Link, StaleProcessIdDoesNotKeepTheServiceOut) {
-    WriteSettings("<PID>999999999</PID>");
-    GetReady();
-    EXPECT_THAT(folder.Read("conf/conf.xml"), HasSubstr("<PID>" + std::to_string(service->Pid())));
-}
-
 TEST_F(Link, TerminalsAreListedAndLoggedOut) {
     PortalIs([](Scenario& scenario) { scenario.terminals = {{"laptop", "T-77"}, {"phone 100%", "T-78"}}; });
     LogIn();
@@ -74,32 +58,60 @@ TEST_F(Link, TerminalsAreListedAndLoggedOut) {
     EXPECT_THAT(ExpectMessage(ClientReport::kTerminalData).text, Not(HasSubstr("T-77")));
     EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kOtherTerminal);
     EXPECT_NE(portal.LoggedInTicket(), "");
-}
 
-TEST_F(Link, TerminalLogoutThatFailsIsAnswered) {
-    PortalIs([](Scenario& scenario) { scenario.terminals = {{"laptop", "T-77"}}; });
-    LogIn();
     PortalAnswers(Endpoint::Term, Answer::Error(42));
-    EXPECT_TRUE(frontEnd->TerminalLogout("T-77"));
+    EXPECT_TRUE(frontEnd->TerminalLogout("T-78"));
     EXPECT_EQ(ExpectMessage(ClientReport::kTerminalTerm).Parameter("code"),
               std::to_string(PortalResult::kPortalError));
 }
 
+TEST_F(Link, FrontEndThatDoesNotReadCostsNoPulse) {
+    PortalIs([](Scenario& scenario) {
+        scenario.pulseSeconds = 1;
+        scenario.terminals = {{std::string(16 << 10, 'h'), "T-77"}};
+    });
+    LogIn();
+    const int fifo = open("serverpipe", O_RDONLY | O_NONBLOCK);
+    EXPECT_EQ(fcntl(fifo, F_SETPIPE_SZ, 4096), 4096);  // less than the terminals take
+    close(fifo);
+    FrontEndAsks(ClientOperation::kTerminalData);
+    ExpectRequest(Endpoint::Query);
+    ExpectRequest(Endpoint::Pulse, portal.Requests(Endpoint::Pulse).size() + 2);
+    EXPECT_TRUE(WaitUntil([&] {
+        FrontEndAsks(ClientOperation::kStart);
+        return frontEnd->AwaitOpcode(ClientReport::kNetState, std::chrono::seconds(1));
+    })) << "what was cut short spoils what follows";
+}
+
+TEST_F(Link, CommandsThatTheServiceRunsGetNothingOfIts) {
+    LogIn();
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(service->Pid()) + "/fdinfo")) {
+        std::string name;
+        unsigned long flags = 0;
+        std::ifstream(entry.path()) >> name >> flags >> name >> std::oct >> flags;
+        EXPECT_EQ((flags & O_CLOEXEC) == 0, entry.path().filename() <= "2") << entry.path();
+    }
+}
+
 TEST_F(Link, MessagesThatNobodyUnderstandsAreDropped) {
     StartService();
+    const auto write = [](const std::string& bytes) { std::ofstream("clientpipe") << bytes; };
     std::string written;
     for (const std::string text :
          {"", "<M>", "no markup", "<M><OpT>Nobody</OpT><OpC>ClientStart</OpC></M>",
-          "<M><OpT>Portal</OpT><OpC>Dance</OpC></M>", "<M><OpT>Portal</OpT><OpC>PortalDisConnect</OpC></M>",
+          "<M><OpT>Portal</OpT><OpC>%s%n</OpC></M>", "<M><OpT>Portal</OpT><OpC>PortalDisConnect</OpC></M>",
           "<any><OpT>Portal</OpT><OpC>ClientStart</OpC></any>"}) {
         written += text + '\0';
     }
-    written += "<M>the rest of this is lost";
-    {
-        std::ofstream bytes("clientpipe", std::ios::binary);
-        bytes << written << std::flush;
-    }
+    write(written + "<M>the rest of this is lost");
     ExpectMessage(ClientReport::kStartComplete);  // the root's name does not matter
     FrontEndAsks(ClientOperation::kCheckEnvironment);
     ExpectReport(kReady);
+    write("<M><OpT>portal</OpT><OpC>PortalConnect</OpC></M>" + std::string(1, '\0'));
+    FrontEndAsks(ClientOperation::kTerminalData);
+    ExpectRequest(Endpoint::Query);
+    EXPECT_TRUE(portal.Requests(Endpoint::Login).empty()) << "was for somebody else";
+    EXPECT_THAT(Log(),
+                AllOf(HasSubstr(" <M><OpT>Portal</OpT><OpC>%s%n</OpC></M>\n"), Not(HasSubstr("no markup"))));
 }

@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -11,21 +10,7 @@ namespace {
 
 constexpr char kContainer[] = "zxmAlogic.zxm";
 
-std::string ContentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-bool HasDefaultRoute() {
-    return ContentOf("/proc/net/route").find("\t00000000\t") != std::string::npos;
-}
-
 }  // namespace
-
-// Google Test finds this by its name.
-void PrintTo(const StateReport& report, std::ostream* out) {
-    *out << report;
-}
 
 StateReport Step(int code) {
     return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING, code};
@@ -52,13 +37,15 @@ ServiceTest::~ServiceTest() {
 }
 
 void ServiceTest::SetUp() {
-    if (!InSandbox() && !HasDefaultRoute()) {
+    const bool hasRoute = folder.Read("/proc/net/route").find("\t00000000\t") != std::string::npos;
+    if (!InSandbox() && !hasRoute) {
         GTEST_SKIP() << "needs a default route, or network namespaces to make one";
     }
 }
 
 void ServiceTest::TearDown() {
     EXPECT_THAT(portal.Complaints(), testing::IsEmpty());
+    EXPECT_THAT(Log(), testing::Not(testing::HasSubstr("<password>")));
     if (HasFailure()) {
         std::ostringstream story;
         for (const Report& message : frontEnd ? frontEnd->Received() : std::vector<Report>()) {
@@ -75,7 +62,7 @@ std::string ServiceTest::Log() const {
     std::string log;
     std::error_code noLog;
     for (const auto& entry : fs::directory_iterator("Log", noLog)) {
-        log += ContentOf(entry.path());
+        log += folder.Read(entry.path());
     }
     return log;
 }

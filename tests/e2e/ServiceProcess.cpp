@@ -2,30 +2,17 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 #include "WaitUntil.h"
 
-namespace {
-
-// The working directory belongs to one test; a second process there gets an output file of its own.
-std::string FreeOutputFile() {
-    std::string name = "output-1";
-    while (access(name.c_str(), F_OK) == 0) {
-        ++name.back();
-    }
-    return name;
-}
-
-}  // namespace
-
-ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) : m_outputFile(FreeOutputFile()) {
+ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) {
     std::vector<std::string> words = {QUORVANE_SERVICE};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
@@ -34,24 +21,19 @@ ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) : m_ou
     }
     argv.push_back(nullptr);
 
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_outputFile.c_str(),
-                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    // The test ignores SIGPIPE; the service has to look after itself.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t ignoredHere;
-    sigemptyset(&ignoredHere);
-    sigaddset(&ignoredHere, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &ignoredHere);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    const int failure = posix_spawn(&m_pid, argv[0], &actions, &attributes, argv.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure != 0) {
+    const int output = mkstemp(m_outputFile.data());
+    m_pid = fork();
+    if (m_pid == 0) {
+        signal(SIGPIPE, SIG_DFL);  // the test ignores it; the service has to look after itself
+        dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+        dup2(output, STDOUT_FILENO);
+        dup2(output, STDERR_FILENO);
+        closefrom(STDERR_FILENO + 1);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(output);
+    if (m_pid < 0) {
         throw std::runtime_error("the service cannot be started");
     }
 }

@@ -26,7 +26,7 @@ class ServiceProcess {
   private:
     bool Reap();
 
-    std::string m_outputFile;
+    std::string m_outputFile = "output-XXXXXX";
     pid_t m_pid = -1;
     bool m_ended = false;
     int m_waitStatus = 0;
