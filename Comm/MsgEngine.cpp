@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include "RelaxedAccess.h"
 #include "comm.h"
 #include "guard.h"
 
@@ -17,15 +18,15 @@ void CMsgEngine::AddMessage(CAutoString message) {
 }
 
 void CMsgEngine::StartMsgEngine() {
-    if (m_Running) {
+    if (ReadRelaxed(m_Running)) {
         return;
     }
-    m_Running = true;
+    WriteRelaxed(m_Running, true);
     CountThread(1);
     pthread_t threadId = 0;
     if (pthread_create(&threadId, nullptr, DealMessageThread, this) != 0) {
         CountThread(-1);
-        m_Running = false;
+        WriteRelaxed(m_Running, false);
         return;
     }
     (void)pthread_detach(threadId);  // fails for a thread that is not joinable only
@@ -42,7 +43,7 @@ void* CMsgEngine::DealMessageThread(void* engine) {
 }
 
 bool CMsgEngine::GetMessage(CAutoString& out) {
-    while (m_Running) {
+    while (ReadRelaxed(m_Running)) {
         CLockGuard<GLockObj> guard(m_msgLock);
         if (!m_MsgQueue.empty()) {
             out = m_MsgQueue.front();
@@ -54,7 +55,7 @@ bool CMsgEngine::GetMessage(CAutoString& out) {
 }
 
 void CMsgEngine::StopMsgEngine() {
-    m_Running = false;
+    WriteRelaxed(m_Running, false);
 }
 
 void CMsgEngine::WaitMsgEngineEnd() {

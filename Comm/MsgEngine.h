@@ -43,7 +43,7 @@ class CMsgEngine {
     int m_threadCount = 0;               // threads that have not left yet; guarded by m_msgLock
     MutexLock m_msgLock;
     // Whether the thread is to run. Written by whoever starts and stops, read by the engine's thread without
-    // a lock: it does no harm to notice a stop one turn late. The race is taken on purpose.
+    // a lock (RelaxedAccess.h): it does no harm to notice a stop one turn late.
     bool m_Running = false;
 
   private:

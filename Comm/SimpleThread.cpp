@@ -2,6 +2,8 @@
 
 #include <csignal>
 
+#include "RelaxedAccess.h"
+
 namespace {
 
 constexpr long kNanosecondsPerMillisecond = 1000000;
@@ -12,7 +14,7 @@ constexpr long kNanosecondsPerSecond = 1000000000;
 bool CSimpleThread::Run(ThreadStart start, void* argument, bool* runFlag) {
     if (runFlag != nullptr) {
         m_pbRunCtrl = runFlag;
-        SetRunFlag(true);
+        WriteRelaxed(*m_pbRunCtrl, true);
     }
     if (!JoinEnded()) {
         return false;
@@ -27,12 +29,8 @@ bool CSimpleThread::Run(ThreadStart start, void* argument, bool* runFlag) {
 
 void CSimpleThread::Stopping() {
     if (m_pbRunCtrl != nullptr) {
-        SetRunFlag(false);
+        WriteRelaxed(*m_pbRunCtrl, false);
     }
-}
-
-void CSimpleThread::SetRunFlag(bool run) {
-    *m_pbRunCtrl = run;
 }
 
 bool CSimpleThread::Stop(long timeoutMs, bool kill) {

@@ -5,7 +5,8 @@
 #include <ctime>
 
 // One thread that can be started, asked to end and waited for, again and again. The body polls a run flag
-// that it shares with this object. One thread at a time uses an object, never the thread that it started.
+// that it shares with this object, through ReadRelaxed. One thread at a time uses an object, never the thread
+// that it started.
 class CSimpleThread {
   public:
     using ThreadStart = void* (*)(void*);
@@ -23,12 +24,11 @@ class CSimpleThread {
     bool Stop(long timeoutMs, bool kill);
 
   private:
-    void SetRunFlag(bool run);
     bool JoinEnded();
     bool JoinUntil(const timespec& deadline);
 
     pthread_t m_threadId = 0;  // 0 while there is no thread to join
-    // Plain, and the body reads it without a lock: it sees a change at its next look, which is all it needs.
-    // The race is taken on purpose.
+    // The flag is plain, and the body reads it without a lock (RelaxedAccess.h): it sees a change at its next
+    // look, which is all it needs.
     bool* m_pbRunCtrl = nullptr;
 };
