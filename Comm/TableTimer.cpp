@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "RelaxedAccess.h"
 #include "comm.h"
 #include "guard.h"
 
@@ -50,23 +51,45 @@ void CTableTimer::AddTask(int timeId, int type, bool toDo, long dual, bool repla
 }
 
 void CTableTimer::ReAddTask(TaskInfo* entry, bool replace) {
-    std::unique_ptr<TaskInfo> owned(entry);
     CLockGuard<GLockObj> guard(m_taskLock);
-    const auto armed = FindTask(owned->m_timeId);
+    const auto armed = FindTask(entry->m_timeId);
+    // What is handed in may be the armed entry itself, which has an owner already.
+    const bool isArmedItself = armed != m_TaskList.end() && armed->get() == entry;
+    std::unique_ptr<TaskInfo> owned(isArmedItself ? nullptr : entry);
     if (armed != m_TaskList.end()) {
         if (!replace) {
             return;
         }
+        if (isArmedItself) {
+            owned = std::move(*armed);
+        }
         m_TaskList.erase(armed);
     }
-    const time_t now = time(nullptr);
-    owned->m_time = owned->m_toDo ? now : AfterInterval(now, owned->m_dual);
-    owned->m_toDo = false;
+    Insert(std::move(owned));
+}
+
+void CTableTimer::Insert(std::unique_ptr<TaskInfo> entry) {
+    const time_t now = Now();
+    entry->m_time = entry->m_toDo ? now : AfterInterval(now, entry->m_dual);
+    entry->m_toDo = false;
     // In front of the entries of the same second: the one armed last fires first.
     // Held by TableTimer.EntriesOfOneSecondFireLastArmedFirst.
     const auto place = std::find_if(m_TaskList.begin(), m_TaskList.end(),
-                                    [&](const auto& other) { return other->m_time >= owned->m_time; });
-    m_TaskList.insert(place, std::move(owned));
+                                    [&](const auto& other) { return other->m_time >= entry->m_time; });
+    m_TaskList.insert(place, std::move(entry));
+}
+
+// When the clock is set back the entries go along with it, or pulses would stop for as long as the step.
+// Held by TableTimer.EntriesGoAlongWithAClockThatIsSetBack.
+time_t CTableTimer::Now() {
+    const time_t now = time(nullptr);
+    if (now < m_lastNow) {
+        for (const auto& entry : m_TaskList) {
+            entry->m_time = AfterInterval(entry->m_time, now - m_lastNow);
+        }
+    }
+    m_lastNow = now;
+    return now;
 }
 
 void CTableTimer::RemoveTask(int timeId) {
@@ -103,7 +126,7 @@ void* CTableTimer::TaskDispatchThread(void* timer) {
 }
 
 void CTableTimer::TaskDispatch() {
-    while (m_bWorking) {
+    while (ReadRelaxed(m_bWorking)) {
         if (!FireFirstDue()) {
             Sleep(kPollMs);
         }
@@ -113,7 +136,8 @@ void CTableTimer::TaskDispatch() {
 
 bool CTableTimer::FireFirstDue() {
     CLockGuard<GLockObj> guard(m_taskLock);
-    if (m_TaskList.empty() || m_TaskList.front()->m_time > time(nullptr)) {
+    const time_t now = Now();
+    if (m_TaskList.empty() || m_TaskList.front()->m_time > now) {
         return false;
     }
     std::unique_ptr<TaskInfo> entry = std::move(m_TaskList.front());

@@ -20,8 +20,8 @@ struct TaskInfo {
 };
 
 // Calls its owner back when armed entries fall due. One thread looks every 500 ms, so an entry fires up to
-// half a second late; times are whole seconds of the wall clock. All list operations may be called from any
-// thread, also from a callback.
+// half a second late; times are whole seconds of the wall clock, and entries keep their distance when it is
+// set back. All list operations may be called from any thread, also from a callback.
 //
 // Callbacks run on the timer's thread while it holds the list's lock, so they must not wait for anybody who
 // may be using the timer.
@@ -36,7 +36,7 @@ class CTableTimer {
     CTableTimer(const CTableTimer&) = delete;
     CTableTimer& operator=(const CTableTimer&) = delete;
 
-    // The short form is for owners that fire entries themselves; the thread calls the long one.
+    // What the entry of that id is for. The thread calls the long form.
     virtual void DoTimeTask(int timeId);
     virtual void DoTimeTask(int timeId, CAutoString& tag);
 
@@ -44,15 +44,21 @@ class CTableTimer {
     // armed, `replace` decides: true puts the new one in its place, false leaves it as it is.
     void AddTask(int timeId, int type, bool toDo, long dual, bool replace);
     void AddTask(int timeId, int type, bool toDo, long dual, bool replace, const CAutoString& tag);
-    // The same for an entry made by the caller. Takes ownership of `entry`, also when it is not armed.
+    // The same for an entry made by the caller. Takes ownership of `entry`, also when it is not armed. The
+    // armed entry itself may be handed in again: it is armed anew with `replace` and else stays as it is.
     void ReAddTask(TaskInfo* entry, bool replace);
     void RemoveTask(int timeId);
     void ClearTask();
-    bool IsExistTask(int timeId);
     // Starts or stops the thread; a stop discards every armed entry when the thread ends. Answers whether the
     // thread was started or has ended; a stop may return while the thread still runs (see
     // CSimpleThread::Stop).
     bool DispatchTask(bool start);
+    // The body of the thread.
+    void TaskDispatch();
+
+    // Not used by the service.
+    // Whether an entry of that id is armed.
+    bool IsExistTask(int timeId);
 
   protected:
     // Stops the thread and returns when it has ended. A derived class calls it first in its destructor, since
@@ -63,12 +69,19 @@ class CTableTimer {
     using TaskList = std::list<std::unique_ptr<TaskInfo>>;
 
     static void* TaskDispatchThread(void* timer);
-    void TaskDispatch();
     bool FireFirstDue();
+    // These three are for whoever holds m_taskLock.
     TaskList::iterator FindTask(int timeId);
+    void Insert(std::unique_ptr<TaskInfo> entry);
+    time_t Now();
 
     TaskList m_TaskList;      // by due time, ascending; guarded by m_taskLock
-    bool m_bWorking = false;  // run flag of the thread, read without a lock; the race is taken on purpose
+    time_t m_lastNow = 0;     // the time seen last; guarded by m_taskLock
+    bool m_bWorking = false;  // run flag of the thread, read without a lock (RelaxedAccess.h)
     MutexLock m_taskLock;
     CSimpleThread m_threadObject;
+
+    // Not used by the service.
+    // The handle of a thread, beside the one that m_threadObject keeps.
+    pthread_t m_thread = 0;
 };

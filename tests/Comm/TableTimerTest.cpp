@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <climits>
+#include <ctime>
 #include <functional>
 #include <string>
 
@@ -10,6 +12,19 @@
 
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
+
+namespace {
+
+std::atomic<time_t> clockStep = 0;  // how far this program's clock has been set
+
+}  // namespace
+
+// In this program it takes the place of the C library's.
+extern "C" time_t time(time_t* /*out*/) noexcept {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec + clockStep;
+}
 
 namespace {
 
@@ -59,8 +74,26 @@ TEST(TableTimer, ReplacesAnArmedEntryOnlyWhenTold) {
         timer.AddTask(replace, kOneShot, false, replace ? 30 : 0, replace, "old");
         timer.AddTask(replace, kOneShot, false, replace ? 0 : 30, replace, "new");
     }
-    ASSERT_TRUE(timer.AwaitFired(2));
-    EXPECT_THAT(timer.fired.All(), UnorderedElementsAre("1:new", "0:old"));
+    auto* own = new TaskInfo;
+    own->m_timeId = 2;
+    own->m_toDo = true;
+    own->m_strTag = "own";
+    for (const bool replace : {true, false, true}) {
+        timer.ReAddTask(own, replace);
+    }
+    ASSERT_TRUE(timer.AwaitFired(3));
+    EXPECT_THAT(timer.fired.All(), UnorderedElementsAre("1:new", "0:old", "2:own"));
+}
+
+TEST(TableTimer, EntriesGoAlongWithAClockThatIsSetBack) {
+    Timer timer;
+    timer.AddTask(1, kOneShot, false, 1, true);
+    timer.AddTask(2, kOneShot, false, 3600, true);
+    clockStep -= 7200;
+    timer.AddTask(3, kOneShot, false, 2, true);
+    ASSERT_TRUE(timer.AwaitFired(2)) << "pulses would stop for two hours";
+    EXPECT_THAT(timer.fired.All(), ElementsAre("1:", "3:"));
+    EXPECT_TRUE(timer.IsExistTask(2));
 }
 
 TEST(TableTimer, EntriesOfOneSecondFireLastArmedFirst) {
