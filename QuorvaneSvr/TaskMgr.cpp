@@ -1,53 +1,63 @@
 #include "TaskMgr.h"
 
+#include <algorithm>
+
 #include "guard.h"
 
 namespace QuorvaneSvr {
 
 namespace {
 
-constexpr size_t kUsualTasks = 1024;  // far more than ever wait: a dozen kinds, each queued a few times
-constexpr int kShared = 0;            // mode of an RWLock
+constexpr int kShared = 0;  // mode of an RWLock
 
 }  // namespace
 
-CTaskMgr::CTaskMgr() {
-    m_taskList.reserve(kUsualTasks);
-}
-
 void CTaskMgr::AddTask(Task& task) {
     CLockGuard<GLockObj> guard(m_taskLock, kShared);
-    m_taskList.push_back(task);
+    m_taskList.Append(task);
 }
 
 bool CTaskMgr::GetTask(Task& task) {
     CLockGuard<GNothing> guard(m_taskLock);
-    if (m_taskList.empty()) {
-        return false;
-    }
-    size_t best = 0;
-    for (size_t i = 1; i < m_taskList.size(); ++i) {
-        if (m_taskList[i].level > m_taskList[best].level) {
-            best = i;
-        }
-    }
-    task = m_taskList[best];
-    m_taskList.erase(m_taskList.begin() + static_cast<std::ptrdiff_t>(best));
-    return true;
+    return m_taskList.TakeNext(task);
 }
 
 void CTaskMgr::RemoveTask(TaskItem item) {
     CLockGuard<GNothing> guard(m_taskLock);
-    for (size_t i = m_taskList.size(); i-- > 0;) {
-        if (m_taskList[i].curTask == item) {
-            m_taskList.erase(m_taskList.begin() + static_cast<std::ptrdiff_t>(i));
-        }
-    }
+    m_taskList.Remove(item);
 }
 
 void CTaskMgr::RemoveAllTask() {
     CLockGuard<GNothing> guard(m_taskLock);
-    m_taskList.clear();
+    m_taskList.Clear();
+}
+
+void TaskList::Append(const Task& task) {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_tasks.push_back(task);
+}
+
+bool TaskList::TakeNext(Task& task) {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    const auto next = std::max_element(m_tasks.begin(), m_tasks.end(),
+                                       [](const Task& a, const Task& b) { return a.level < b.level; });
+    if (next == m_tasks.end()) {
+        return false;
+    }
+    task = std::move(*next);
+    m_tasks.erase(next);
+    return true;
+}
+
+void TaskList::Remove(TaskItem item) {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    const auto isOfItem = [item](const Task& task) { return task.curTask == item; };
+    m_tasks.erase(std::remove_if(m_tasks.begin(), m_tasks.end(), isOfItem), m_tasks.end());
+}
+
+void TaskList::Clear() {
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_tasks.clear();
 }
 
 }  // namespace QuorvaneSvr

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <vector>
 
 #include "AutoString.h"
@@ -37,27 +38,42 @@ struct Task {
     CAutoString tag;  // for the handler: the client's envelope, the timer's tag or empty
 };
 
+// Tasks in order of arrival, and the mutex that keeps them whole. Free to all threads.
+class TaskList {
+  public:
+    void Append(const Task& task);
+    // Takes the first one of the highest level into `task`. False when there is none.
+    bool TakeNext(Task& task);
+    // Drops every task whose current step is `item`.
+    void Remove(TaskItem item);
+    void Clear();
+
+  private:
+    std::mutex m_mutex;         // held for the few instructions of each operation
+    std::vector<Task> m_tasks;  // guarded by m_mutex
+};
+
 // The queue of the work thread: takes the highest level first and, within a level, what arrived first. The
-// same step may wait in it any number of times. Any thread adds; one thread, the work thread, takes.
+// same step may wait in it any number of times, and any number of steps. Any thread adds and removes; one
+// thread, the work thread, takes.
 //
-// AddTask takes the lock shared and the others take none, so nothing here excludes anything; the queue relies
-// on producers and the work thread seldom meeting. The race is taken on purpose: a task that is added in the
-// very moment in which one is taken can be lost or damaged. Room for kUsualTasks is set aside so that the
-// list does not move under a reader.
+// m_taskLock excludes nobody: AddTask takes it shared and the others only name it. Taken exclusively, it
+// would hold up the message thread and the timer. What keeps the tasks whole is the list's own mutex.
 class CTaskMgr {
   public:
-    CTaskMgr();
-
     // Queues a copy of `task`.
     void AddTask(Task& task);
     // Takes the next task into `task`. False at once when there is none; `task` is then untouched.
     bool GetTask(Task& task);
     // Drops every task whose current step is `item`.
     void RemoveTask(TaskItem item);
+
+    // Not used by the service.
+    // Drops every task.
     void RemoveAllTask();
 
   private:
-    std::vector<Task> m_taskList;  // in order of arrival
+    TaskList m_taskList;
     RWLock m_taskLock;
 };
 

@@ -2,8 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "WaitUntil.h"
 
 using testing::ElementsAre;
 using namespace QuorvaneSvr;
@@ -55,4 +59,29 @@ TEST_F(TaskMgr, RemovesEveryTaskOfAnItemAndKeepsTheOrderOfTheRest) {
     Add(auth);
     m_tasks.RemoveAllTask();
     EXPECT_THAT(TakeAll(), ElementsAre());
+}
+
+// A front end that asked for terminal data 2,000 times a second brought the service down within a minute.
+TEST_F(TaskMgr, ThreadsThatAddAndRemoveLoseAndDamageNothing) {
+    constexpr int kTasks = 2000;
+    const char* const tag = " and a tag of more bytes than fit into a short text";
+    std::vector<std::thread> producers;
+    for (int i = 0; i < 3; ++i) {
+        producers.emplace_back([&] {
+            for (int task = 0; task < kTasks; ++task) {
+                Add(auth, high, tag);
+                Add(terminal, high, tag);
+                m_tasks.RemoveTask(terminal);
+            }
+        });
+    }
+    std::ptrdiff_t whole = 0;
+    EXPECT_TRUE(WaitUntil([&] {
+        const std::vector<std::string> taken = TakeAll();
+        whole += std::count(taken.begin(), taken.end(), std::to_string(auth) + tag);
+        return whole == std::ptrdiff_t{kTasks} * static_cast<std::ptrdiff_t>(producers.size());
+    }));
+    for (std::thread& producer : producers) {
+        producer.join();
+    }
 }
