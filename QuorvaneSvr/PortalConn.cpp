@@ -7,6 +7,7 @@
 
 #include "ClientOperations.h"
 #include "Deployment.h"
+#include "ElementText.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
@@ -161,9 +162,13 @@ void CPortalConn::SendData(const char* key, const char* value) {
     if (value == nullptr || value == kNothingToPublish) {
         return;
     }
+    PublishValue(key, value, ElementText(value));
+}
+
+void CPortalConn::PublishValue(const char* key, const char* value, const char* content) {
     m_host.GetInfoCenter()->SetGlobalValue(key, value);
     CAutoString pair;
-    pair.Format(kValueFormat, key, value);
+    pair.Format(kValueFormat, key, content);
     m_host.PostMsg(kValueStore, ClientReport::kValue, pair);
 }
 

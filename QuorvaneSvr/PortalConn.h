@@ -205,6 +205,8 @@ class CPortalConn : public INetConn {
     void TakeAccessController(CHttpHelper& address, const CAutoString& url);
     bool GoOnAfterFailedProbe(int failure, int report);
     void PublishConfig();
+    // `content` is `value` as it stands in the message: escaped, once.
+    void PublishValue(const char* key, const char* value, const char* content);
     void StoreConfig();
     void StoreServerList();
 

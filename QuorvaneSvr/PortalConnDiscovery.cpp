@@ -218,7 +218,7 @@ void CPortalConn::PublishConfig() {
         CAutoString escaped = element;
         escaped.Replace("<", "&lt;");
         escaped.Replace(">", "&gt;");
-        SendData("FUN_" + name, escaped);
+        PublishValue("FUN_" + name, escaped, escaped);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "ClientOperations.h"
+#include "ElementText.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "MarkupRead.h"
@@ -49,15 +50,15 @@ int CPortalConn::RequestTicket() {
         return result;
     }
     const CAuthConfig& record = *m_pPortalConf;
-    const char* ticket = record.strTicket;
-    const char* hostName = record.hostName;
-    m_host.GetInfoCenter()->SetLocalValue("ticket", ticket);
-    CLog::GetInst()->WriteLog(INFO, "ticket is %s", ticket);
+    m_host.GetInfoCenter()->SetLocalValue("ticket", record.strTicket);
+    CLog::GetInst()->WriteLog(INFO, "ticket is %s", record.strTicket.GetBuffer());
     NetStateChange(ES_PRECONNECTING, ES_PRECONNECTED, StateCode::kTicketObtained, "");
     // The front end shows <qr> as a QR code for the login by mobile.
+    const CAutoString ticket = ElementText(record.strTicket);
+    const CAutoString hostName = ElementText(record.hostName);
     CAutoString parameters;
-    parameters.Format("<ticket>%s</ticket><hostname>%s</hostname><qr>ravo://%s@%s</qr>", ticket, hostName,
-                      ticket, hostName);
+    parameters.Format("<ticket>%s</ticket><hostname>%s</hostname><qr>ravo://%s@%s</qr>", ticket.GetBuffer(),
+                      hostName.GetBuffer(), ticket.GetBuffer(), hostName.GetBuffer());
     m_host.PostMsg(kPortalBusiness, ClientReport::kTicket, parameters);
     return result;
 }
@@ -287,7 +288,7 @@ void CPortalConn::SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoS
     record.againstList.Replace("\r\n", "");
     settings.SetValue("againstList", record.againstList);
     CAutoString dialled;
-    dialled.Format("<key>DialAccount</key><value>%s</value>", userName.GetBuffer());
+    dialled.Format("<key>DialAccount</key><value>%s</value>", ElementText(userName).GetBuffer());
     m_host.PostMsg(kPortalBusiness, ClientReport::kValue, dialled);
 }
 

@@ -2,6 +2,7 @@
 #include "PortalServer.h"
 
 #include "ClientOperations.h"
+#include "ElementText.h"
 #include "Log.h"
 
 namespace {
@@ -142,7 +143,7 @@ void CPortalServer::PostMsg(const char* target, const char* opcode, const char* 
 void CPortalServer::PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState,
                                         INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) {
     CAutoString body;
-    body.Format(kStateReportBody, type, oldState, newState, errorCode, subErrCode.GetBuffer());
+    body.Format(kStateReportBody, type, oldState, newState, errorCode, ElementText(subErrCode).GetBuffer());
     PostMsg(kPortalBusiness, ClientReport::kNetState, body);
 }
 
@@ -150,7 +151,8 @@ void CPortalServer::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE
                                           INetConn::ESTATE newState, int errorCode, const char* subType,
                                           const char* extra) {
     CAutoString body;
-    body.Format(kExtendedReportBody, type, oldState, newState, errorCode, subType, extra);
+    body.Format(kExtendedReportBody, type, oldState, newState, errorCode, ElementText(subType).GetBuffer(),
+                ElementText(extra).GetBuffer());
     PostMsg(kPortalBusiness, ClientReport::kNetState, body);
 }
 

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "ClientOperations.h"
+#include "ElementText.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalServer.h"
@@ -387,8 +388,8 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
     }
     const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
     CAutoString self;
-    self.Format("<host>%s</host><ticket>%s</ticket>", record.hostName.GetBuffer(),
-                record.strTicket.GetBuffer());
+    self.Format("<host>%s</host><ticket>%s</ticket>", ElementText(record.hostName).GetBuffer(),
+                ElementText(record.strTicket).GetBuffer());
     terminals += self;
     PostMsg(kPortalBusiness, ClientReport::kTerminalData, terminals);
     CLog::GetInst()->WriteLog(INFO, "post TERMINAL_RESP param is %s", terminals.GetBuffer());

@@ -48,9 +48,9 @@ TEST_F(Login, ConsoleClientLogsInAndEndsWithTheLogin) {
 }
 
 TEST_F(Login, ConsoleClientTellsWhyTheLoginFailed) {
-    PortalIs([](Scenario& scenario) { scenario.wrongPasswordHeaders["Sub-Error"] = "1\x1b[2J1"; });
+    PortalIs([](Scenario& scenario) { scenario.wrongPasswordHeaders["Sub-Error"] = "1\1771"; });
     StartServiceWithAccount(defaults.account, "not it");
-    ExpectOutput("login fail, the error is 140105, subcode is 1?[2J1\n");
+    ExpectOutput("login fail, the error is 140105, subcode is 1?1\n");
     ExpectExit(0);
 }
 
