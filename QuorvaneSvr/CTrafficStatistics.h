@@ -34,14 +34,16 @@ class CTrafficStatistics {
     // characters. False and an empty `out` when the crypto library refuses.
     static bool EncryptData(const std::string& plain, std::string& out, const char* key, const char* iv);
     static std::string Bytes2Hex(const unsigned char* bytes, size_t length);
+    // The headers of every report.
+    static const char* BuildHTTPHead();
+    // Posts `body`. The exchange's result, or -1 without a request when `url` or `headers` is null or empty.
+    static int SubmitData(const char* url, const char* headers, const std::string& body);
 
   private:
     int ReadCounters();
     void StartCounting();
     int Report(const char* url, const char* account, const char* schoolid, const char* ipv4,
                const char* brasip, tag_STATISTICS_TYPE type);
-    static const char* BuildHTTPHead();
-    static int SubmitData(const char* url, const char* headers, const std::string& body);
 
     // Bytes since the interface came up: at the login and at the latest look.
     uint64_t m_un64TransmitBytesStart = 0;

@@ -31,13 +31,12 @@ class CSystemControl : public ISystemControl {
     // read.
     static bool ReadIpForward(int& enabled);
 
+    // Callbacks; `param` is the object. Lines of another form change nothing.
+    static void LogParser(const char* line, void* param);
+    static void ResultParser(const char* line, void* param);
+
   protected:
     int m_nIP_Forward_Enabled = 1;
     NET_DEVICE_STATISTICS m_sStatistics = {};
     CShellExecutor m_Executor;
-
-  private:
-    // Callbacks; `param` is the object. Lines of another form change nothing.
-    static void LogParser(const char* line, void* param);
-    static void ResultParser(const char* line, void* param);
 };

@@ -21,10 +21,10 @@ class CSystemControlAdapter {
     OPERATION_SYSTEM GetSystem();
     // The system control, made by the first call; the same object ever after. Stays with the adapter.
     ISystemControl* GetSystemControl();
-
-  private:
+    // Callback; `param` is the object. Looks for the names in one line.
     static void LogParser(const char* line, void* param);
 
+  private:
     ISystemControl* m_Instance = nullptr;
     OPERATION_SYSTEM m_OperationSystem = kUnknownSystem;
     CShellExecutor m_Executor;

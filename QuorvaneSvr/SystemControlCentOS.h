@@ -8,7 +8,6 @@ class CSystemControlCentOS : public CSystemControl {
     explicit CSystemControlCentOS(ISystemControl** instance);
 
     int NetworkEnableIpForwarding() override;
-
-  private:
+    // Callback; `param` is the object. Lines that do not name the switch change nothing.
     static void LogParser(const char* line, void* param);
 };

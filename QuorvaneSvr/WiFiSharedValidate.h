@@ -19,7 +19,9 @@ class CWiFiSharedValidate {
     int IsValidEnvironment(const char* xml);
     // What was found last, as bytes in GB18030; empty before. Valid until the next check.
     const char* GetDisplayName() const { return m_strDisplayName; }
-    // The kernel's IPv4 forwarding switch; 1 when it cannot be read.
+
+    // Not used by the service.
+    // The kernel's IPv4 forwarding switch alone; 1 when it cannot be read.
     int NetworkEnableIpForwarding();
 
   private:
