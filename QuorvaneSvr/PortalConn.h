@@ -265,7 +265,7 @@ class CPortalConn : public INetConn {
     bool m_bDnsApplied = false;    // the former servers are waiting here to be written back
     UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
     UINT m_lastOffline = 0;
-    int m_keepRetry = 0;     // failed pulses still tolerated
+    int m_keepRetry = 0;     // failed pulses still tolerated; below 0 all of them are
     int m_replacements = 0;  // of the algorithm module, in a row
     CAutoString m_DisasterUrl;
     int m_nServerState = 1;     // 0 after a server error

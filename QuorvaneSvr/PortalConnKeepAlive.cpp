@@ -1,4 +1,6 @@
 // While logged in: the pulses that prove our presence, and the question whether the login still stands.
+#include <limits>
+
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
@@ -58,8 +60,9 @@ int CPortalConn::JudgePulseFailure(const Exchange& exchange) {
         NetStateChange(ES_CONNECTED, ES_DISCONNECTED, PortalError::kLoginEnded, "");
         return PortalResult::kLoginEnded;
     }
-    if (m_keepRetry > 0) {
-        --m_keepRetry;
+    // A portal that asks for fewer than no retries tolerates every failure.
+    if (m_keepRetry != 0) {
+        m_keepRetry -= m_keepRetry > std::numeric_limits<int>::min() ? 1 : 0;
         return PortalResult::kNegative;
     }
     if (exchange.result == PortalResult::kPortalError) {
