@@ -4,6 +4,7 @@
 #include "HttpData.h"
 #include "HttpHelper.h"
 #include "PortalParser.h"
+#include "RelaxedAccess.h"
 #include "TaskMgr.h"
 #include "WeightCalculator.h"
 #include "comm.h"
@@ -169,14 +170,7 @@ class CPortalConn : public INetConn {
     int KeepPluse();
     // 1 logged in, 0 no decision, 2 repeat, -1 failed, -14 the login is gone. `type` is not used.
     int CheckConnectState(int type);
-    int CheckConnectStateForType(CAutoString type, int state);
-    // Returns when the process has used more than 5 seconds of processor time since the last log-out; an idle
-    // process therefore waits longer by the clock on the wall.
-    void WaitForRestartConnect();
-    void CheckWifiShare();
 
-    int IsPhisycalConnect() override;
-    int CheckIP() override;
     void ExitPrepare() override;
 
     // Takes the new state and posts it. While connected or ready to connect, steps of a new attempt are
@@ -191,11 +185,23 @@ class CPortalConn : public INetConn {
     // Takes `state` and reports a failed exchange; `flag` is not used.
     void PostError(ESTATE state, unsigned long code, unsigned long subCode, int flag);
 
-    ESTATE GetNetState() const { return m_eState; }
+    ESTATE GetNetState() const { return ReadRelaxed(m_eState); }
     // The record; null before Init. Owned by this object.
     CAuthConfig* GetPortalConf() { return m_pPortalConf; }
     // Loads the recorded server lists into balances that ran empty.
     void ReloadServerLists();
+
+    // Not used by the service.
+    // For owners of another kind: whether there is a physical connection (always 1), a ticket as
+    // _RequestTicket gets it, a state check by type (always 0), and a look for sharing (which the portal
+    // business does itself, so nothing happens here).
+    int IsPhisycalConnect() override;
+    int CheckIP() override;
+    int CheckConnectStateForType(CAutoString type, int state);
+    void CheckWifiShare();
+    // Returns when the process has used more than 5 seconds of processor time since the last log-out; an idle
+    // process therefore waits longer by the clock on the wall.
+    void WaitForRestartConnect();
 
   private:
     // Discovery.
@@ -269,7 +275,7 @@ class CPortalConn : public INetConn {
     int m_replacements = 0;  // of the algorithm module, in a row
     CAutoString m_DisasterUrl;
     int m_nServerState = 1;     // 0 after a server error
-    ESTATE m_eState = ES_NONE;  // the message thread reads it without a lock; the race is taken on purpose
+    ESTATE m_eState = ES_NONE;  // the message thread reads it without a lock (RelaxedAccess.h)
     // The last report; guarded by m_reportLock.
     MutexLock m_reportLock;
     ESTATE m_lastState = ES_NONE;

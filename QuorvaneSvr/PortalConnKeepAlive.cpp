@@ -113,7 +113,7 @@ int CPortalConn::JudgeStateError(unsigned long code) {
     if (code == PortalError::kStateUndecided || code == PortalError::kStateUndecidedToo) {
         return PortalResult::kNegative;
     }
-    if (code == PortalError::kLoginEnded && m_eState == ES_CONNECTED) {
+    if (code == PortalError::kLoginEnded && GetNetState() == ES_CONNECTED) {
         NetStateChange(ES_CONNECTED, ES_CONNECTFAIL, StateCode::kLoginGone, "");
     }
     return PortalResult::kLoginEnded;

@@ -20,12 +20,12 @@ UINT CPortalConn::ProcessorSeconds() {
 
 void CPortalConn::NetStateChange(ESTATE oldState, ESTATE newState, int code, CAutoString subCode) {
     CLog::GetInst()->WriteLog(INFO, "NetStateChange curState %d, oldState %d,newState %d,code %d,subCode %s",
-                              m_eState, oldState, newState, code, subCode.GetBuffer());
-    const bool stands = m_eState == ES_CONNECTED || m_eState == ES_PRECONNECTED;
+                              GetNetState(), oldState, newState, code, subCode.GetBuffer());
+    const bool stands = GetNetState() == ES_CONNECTED || GetNetState() == ES_PRECONNECTED;
     if (stands && newState == ES_PRECONNECTING) {
         return;
     }
-    m_eState = newState;
+    WriteRelaxed(m_eState, newState);
     switch (newState) {
         case ES_PRECONNECTED:
         case ES_CONNECTING: PostNetStateMessage(oldState, newState, code, subCode); break;
@@ -90,7 +90,7 @@ void CPortalConn::PostLastNetStateMessage() {
 }
 
 void CPortalConn::PostError(ESTATE state, unsigned long code, unsigned long subCode, int /*flag*/) {
-    m_eState = state;
+    WriteRelaxed(m_eState, state);
     CAutoString sub;
     sub.Format("%ld", static_cast<long>(subCode));
     PostNetStateMessageEx(ES_NONE, state, static_cast<int>(code), kExchangeErrorType, sub);

@@ -34,6 +34,12 @@ bool IsLoginState(INetConn::ESTATE state) {
     return false;
 }
 
+void WaitEnd(CSimpleThread& thread) {
+    while (!thread.Stop(0, false)) {
+        Sleep(kEndPollMs);
+    }
+}
+
 }  // namespace
 
 CPortalServer* CPortalServer::m_pPortalServer = nullptr;
@@ -51,12 +57,11 @@ CPortalServer* CPortalServer::GetInst() {
 
 CPortalServer::CPortalServer() = default;
 
-// Both threads end before the members that they use.
+// The timer's thread, the work thread and the re-check thread end before the members that they use.
 CPortalServer::~CPortalServer() {
     WaitDispatchEnd();
-    while (!m_threadWork.Stop(0, false)) {
-        Sleep(kEndPollMs);
-    }
+    WaitEnd(m_threadWork);
+    WaitEnd(m_threadUnknowCheck);
     delete m_pPortalConn;
 }
 
@@ -163,6 +168,7 @@ void CPortalServer::ServerStatus(int /*code*/) {
     }
     ClearTask();
     Work(0);
+    WaitEnd(m_threadUnknowCheck);
     m_pPortalConn->ExitPrepare();
     m_pPortalConn->Destroy();
     delete m_pPortalConn;

@@ -8,6 +8,7 @@
 #include "InfoCenter.h"
 #include "NetHelper.h"
 #include "PortalConn.h"
+#include "RelaxedAccess.h"
 #include "SimpleThread.h"
 #include "TableTimer.h"
 #include "TaskMgr.h"
@@ -18,11 +19,12 @@
 // The business "Portal". Its client operations (message thread, or the console client's thread) only queue
 // tasks, arm timers or start and stop threads; the work thread takes the tasks one by one and drives the
 // protocol engine, and names the next step. The timer thread turns due entries into tasks. Run flags and
-// m_bPortalEnv are plain fields that one thread writes and others read: a reader that sees a value one round
-// late does no harm, and each is named in the suppression list of the thread sanitizer.
+// m_bPortalEnv are plain fields that one thread writes and others read without a lock (RelaxedAccess.h): a
+// reader that sees a value one round late does no harm.
 class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost {
   public:
     CPortalServer();
+    // Waits for every thread of this business: for a request to the portal as long as that takes.
     ~CPortalServer() override;
     // Created on first use, during start-up, before any second thread exists; never destroyed.
     static CPortalServer* GetInst();
@@ -57,13 +59,13 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void Work(int start);
     void StopTask(QuorvaneSvr::TaskItem item);
     void StopAllTask();
-    BOOL IsPortalEnv() override { return m_bPortalEnv; }
-    CAdapterCard* GetNetHelper() { return m_pNetHelper.get(); }
+    // The body of the work thread, which WorkThread starts: takes tasks until it is stopped.
+    static void* WorkThread(void* server);
+    void Work();
+    BOOL IsPortalEnv() override { return ReadRelaxed(m_bPortalEnv); }
     int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
     void ChangeToUnknowEnv() override;
-    // Starts or stops the thread that asks an unknown network for a portal every five minutes.
-    void CheckUnknowNetState(bool start);
     // Log-out through the statistics: the final report first, then the log-out. Schedules nothing when the
     // portal asked for no statistics.
     void DisConnect(CAutoString src) override;
@@ -72,7 +74,12 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     int NetworkTrafficStatistics(tag_STATISTICS_TYPE type);
     int CheckWiFiShare(const char* againstList);
 
-    // One handler for each kind of task; they belong to the work thread.
+    // What becomes of a due timer entry: a task of the same number.
+    void DoTimeTask(int timeId) override;
+    void DoTimeTask(int timeId, CAutoString& tag) override;
+
+    // One handler for each kind of task; they belong to the work thread. Without a protocol engine, before
+    // the first ClientStart and after the end, they do nothing.
     void checkNet(QuorvaneSvr::Task& task);
     void checkUnknowNet(QuorvaneSvr::Task& task);
     void reqConfig(QuorvaneSvr::Task& task);
@@ -87,6 +94,14 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void TerminalTermRequestFun(QuorvaneSvr::Task& task);
     void trafficStatistics(QuorvaneSvr::Task& task);
 
+    // Not used by the service.
+    // A second watch over an unknown network, beside the task checkUnknowNet: a thread that asks for a portal
+    // every five minutes until it finds one or is stopped. No other thread may be using the protocol engine.
+    void CheckUnknowNetState(bool start);
+    static void* CheckUnknowNetStateThread(void* server);
+    // The queries of the machine's adapters.
+    CAdapterCard* GetNetHelper() { return m_pNetHelper.get(); }
+
   private:
     using TaskHandler = void (CPortalServer::*)(QuorvaneSvr::Task& task);
     struct TaskKind;
@@ -97,12 +112,6 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
         int64_t intervalSeconds;
     };
 
-    void DoTimeTask(int timeId) override;
-    void DoTimeTask(int timeId, CAutoString& tag) override;
-
-    static void* WorkThread(void* server);
-    static void* CheckUnknowNetStateThread(void* server);
-    void Work();
     void RunTask(QuorvaneSvr::Task& task);
     void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
                    const char* tag = "");
@@ -110,9 +119,9 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
                  const CAutoString& tag = CAutoString());
 
     void TellState();
-    void ReportNoAddress();
+    bool FindAdapter(CAutoString& name);
+    int ReadAddresses(const CAutoString& adapter, CAutoString& ip4, CAutoString& ip6, CAutoString& mac);
     void NoteAddressFamily(int family);
-    bool HasAdapter();
     void FollowNetCheck(int result);
     void StartKeepingLogin();
     void ReadStatisticsSettings();
@@ -124,17 +133,22 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     CInfoCenter* m_pInfoCenter = nullptr;
     CPortalConn* m_pPortalConn = nullptr;
-    bool m_bCheckUnknowNetState = false;  // run flag of the thread below; a race taken on purpose
+    bool m_bCheckUnknowNetState = false;  // run flag of the thread below
     CSimpleThread m_threadUnknowCheck;
-    BOOL m_bPortalEnv = 0;  // whether a portal guards the network; a race taken on purpose
+    BOOL m_bPortalEnv = 0;  // whether a portal guards the network
     std::unique_ptr<CAdapterCard> m_pNetHelper = std::make_unique<CAdapterCard>();
     CNetHelper m_NetHelper;
     CWiFiSharedValidate m_WiFiSharedValidate;
     CTrafficStatistics m_TrafficStatistics;
     QuorvaneSvr::CTaskMgr m_taskMgr;
-    bool m_bWorking = true;  // run flag of the thread below; a race taken on purpose
+    bool m_bWorking = true;  // run flag of the thread below
     CSimpleThread m_threadWork;
     MutexLock m_ticketLock;
     CAutoString m_otherTicket;   // guarded by m_ticketLock
     MutexLock m_statisticsLock;  // guards the record's address and interval of the statistics
+
+    // Not used by the service.
+    // For a network check on a thread of its own, and a mark that sharing is looked for.
+    CSimpleThread m_threadCheckNet;
+    BOOL m_bCheckWifiShareing = 0;
 };

@@ -82,6 +82,9 @@ CPortalServer::StatisticsSettings CPortalServer::GetStatisticsSettings() {
 }
 
 void CPortalServer::trafficStatistics(Task& task) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     CXMLOpt tag(task.tag);
     if (tag.GetValue("type").IsEmpty()) {
         return;
@@ -98,6 +101,9 @@ void CPortalServer::trafficStatistics(Task& task) {
 }
 
 int CPortalServer::NetworkTrafficStatistics(tag_STATISTICS_TYPE type) {
+    if (m_pPortalConn == nullptr) {
+        return -1;
+    }
     const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
     return m_TrafficStatistics.NetworkTrafficStatistics(record.trafficStatisticsURL, record.userName,
                                                         record.schoolId, record.ip4, record.wlancip, type);

@@ -8,6 +8,7 @@
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalServer.h"
+#include "RelaxedAccess.h"
 
 using QuorvaneSvr::Task;
 using QuorvaneSvr::TaskItem;
@@ -69,7 +70,7 @@ void* CPortalServer::WorkThread(void* server) {
 }
 
 void CPortalServer::Work() {
-    while (m_bWorking) {
+    while (ReadRelaxed(m_bWorking)) {
         Task task;
         if (!m_taskMgr.GetTask(task)) {
             Sleep(kIdleRestMs);
@@ -90,7 +91,7 @@ const CPortalServer::TaskKind& CPortalServer::KindOf(TaskItem item) {
 void CPortalServer::RunTask(Task& task) {
     while (task.curTask != QuorvaneSvr::noTask) {
         const TaskHandler handler = KindOf(task.curTask).handler;
-        if (handler != nullptr && m_pPortalConn != nullptr) {
+        if (handler != nullptr) {
             (this->*handler)(task);
         }
         if (task.nextTask == QuorvaneSvr::noTask) {
@@ -141,14 +142,25 @@ void CPortalServer::StopAllTask() {
 }
 
 void CPortalServer::checkNet(Task& /*task*/) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     CLog::GetInst()->WriteLog(INFO, "check net status start");
     m_pPortalConn->NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING,
                                   StateCode::kCheckStarted, "");
+    CAutoString adapter;
+    if (!FindAdapter(adapter)) {
+        CLog::GetInst()->WriteLog(INFO, "no valid net card");
+        ReportPreConnectFail(StateCode::kNoAdapter);
+        WriteRelaxed(m_bPortalEnv, 0);
+        m_pPortalConn->ExitPrepare();
+        return;
+    }
     CAutoString ip4;
     CAutoString ip6;
     CAutoString mac;
-    if (GetIpAndMac(ip4, ip6, mac) != 1) {
-        ReportNoAddress();
+    if (ReadAddresses(adapter, ip4, ip6, mac) != 1) {
+        ReportPreConnectFail(StateCode::kAddressesUnavailable);
         return;
     }
     CAuthConfig& record = *m_pPortalConn->GetPortalConf();
@@ -159,24 +171,6 @@ void CPortalServer::checkNet(Task& /*task*/) {
     FollowNetCheck(m_pPortalConn->RequestConfig(0));
 }
 
-// Without addresses there may be no adapter either. Only now is that asked for: the commands behind it take
-// longer than everything else that a network check does by itself.
-void CPortalServer::ReportNoAddress() {
-    if (HasAdapter()) {
-        ReportPreConnectFail(StateCode::kAddressesUnavailable);
-        return;
-    }
-    CLog::GetInst()->WriteLog(INFO, "no valid net card");
-    ReportPreConnectFail(StateCode::kNoAdapter);
-    m_bPortalEnv = 0;
-    m_pPortalConn->ExitPrepare();
-}
-
-bool CPortalServer::HasAdapter() {
-    CAutoString name;
-    return m_pNetHelper->GetActiveCardName(name) == 0 || m_pNetHelper->GetActiveInterfaceNameIPv6(name) == 0;
-}
-
 void CPortalServer::ReportPreConnectFail(int code) {
     m_pPortalConn->NetStateChange(INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTFAIL, code, "");
 }
@@ -184,12 +178,12 @@ void CPortalServer::ReportPreConnectFail(int code) {
 void CPortalServer::FollowNetCheck(int result) {
     Task next;
     if (result == PortalResult::kSuccess) {
-        m_bPortalEnv = 1;
+        WriteRelaxed(m_bPortalEnv, 1);
         m_pPortalConn->ResetNetConfig();
         CLog::GetInst()->WriteLog(INFO, "[CPortalServer::checkNet]reqTicket...");
         next.curTask = QuorvaneSvr::reqTicket;
     } else if (result == PortalResult::kFailure) {
-        m_bPortalEnv = 0;
+        WriteRelaxed(m_bPortalEnv, 0);
         CLog::GetInst()->WriteLog(INFO, "check net status is fail");
         ReportPreConnectFail(StateCode::kDiscoveryFailed);
     } else if (m_pPortalConn->GetConnCfg() == 1) {
@@ -206,16 +200,22 @@ void CPortalServer::FollowNetCheck(int result) {
 
 int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
     NoteAddressFamily(kNoAddressFamily);
-    CAdapterCard card;
-    CAutoString name;
-    if (card.GetActiveCardName(name) < 0 && card.GetActiveInterfaceNameIPv6(name) == -1) {
-        return -1;
-    }
-    if (card.GetIpAndMac(name, ip4, mac) >= 0) {
+    CAutoString adapter;
+    return FindAdapter(adapter) ? ReadAddresses(adapter, ip4, ip6, mac) : -1;
+}
+
+bool CPortalServer::FindAdapter(CAutoString& name) {
+    return m_pNetHelper->GetActiveCardName(name) == 0 || m_pNetHelper->GetActiveInterfaceNameIPv6(name) == 0;
+}
+
+int CPortalServer::ReadAddresses(const CAutoString& adapter, CAutoString& ip4, CAutoString& ip6,
+                                 CAutoString& mac) {
+    NoteAddressFamily(kNoAddressFamily);
+    if (m_pNetHelper->GetIpAndMac(adapter, ip4, mac) >= 0) {
         NoteAddressFamily(kIPv4Family);
         return 1;
     }
-    if (card.GetIPAddress(kIPv6Family, name, ip6) == -1) {
+    if (m_pNetHelper->GetIPAddress(kIPv6Family, adapter, ip6) == -1) {
         return -1;
     }
     NoteAddressFamily(kIPv6Family);
@@ -236,14 +236,17 @@ int CPortalServer::SetDNS(CAutoString& dns1, CAutoString& dns2) {
 void CPortalServer::ChangeToUnknowEnv() {
     CLog::GetInst()->WriteLog(INFO, "net is connected and not connected by myself, is unknow type");
     StopAllTask();
-    m_bPortalEnv = 0;
+    WriteRelaxed(m_bPortalEnv, 0);
     PostNetStateMessage(INetConn::ET_UNKNOWN, INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "");
     ArmTask(QuorvaneSvr::checkUnknowNet, false, kUnknownNetDelaySeconds, true);
 }
 
 void CPortalServer::checkUnknowNet(Task& /*task*/) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     CLog::GetInst()->WriteLog(INFO, "checkUnknowNet");
-    if (m_bPortalEnv != 0) {
+    if (IsPortalEnv() != 0) {
         CLog::GetInst()->WriteLog(INFO, "checkUnknowNet return portal env");
         return;
     }
@@ -263,6 +266,9 @@ void CPortalServer::checkUnknowNet(Task& /*task*/) {
 void CPortalServer::reqConfig(Task& /*task*/) {}
 
 void CPortalServer::reqTicket(Task& task) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     const int result = m_pPortalConn->RequestTicket();
     if (result == PortalResult::kRepeat) {
         m_taskMgr.AddTask(task);
@@ -276,6 +282,9 @@ void CPortalServer::reqTicket(Task& task) {
 }
 
 void CPortalServer::reqState(Task& task) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     const int result = m_pPortalConn->CheckConnectState(1);
     switch (result) {
         case PortalResult::kRepeat: m_taskMgr.AddTask(task); break;
@@ -296,6 +305,9 @@ void CPortalServer::reqState(Task& task) {
 }
 
 void CPortalServer::auth(Task& task) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     const int result = m_pPortalConn->Connect(task.tag);
     if (result == PortalResult::kRepeat) {
         m_taskMgr.AddTask(task);
@@ -309,7 +321,7 @@ void CPortalServer::auth(Task& task) {
 
 void CPortalServer::StartKeepingLogin() {
     const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
-    m_bPortalEnv = 1;
+    WriteRelaxed(m_bPortalEnv, 1);
     StopTask(QuorvaneSvr::reqTicket);
     StopTask(QuorvaneSvr::reqState);
     ArmTask(QuorvaneSvr::pluse, true, record.iInterval, true);
@@ -319,6 +331,9 @@ void CPortalServer::StartKeepingLogin() {
 }
 
 void CPortalServer::term(Task& task) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     const int result = m_pPortalConn->DisConnect(task.tag);
     if (result == PortalResult::kRepeat) {
         m_taskMgr.AddTask(task);
@@ -336,6 +351,9 @@ void CPortalServer::term(Task& task) {
 }
 
 void CPortalServer::pluse(Task& task) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     CLog::GetInst()->WriteLog(INFO, "pulse");
     const int result = m_pPortalConn->KeepPluse();
     switch (result) {
@@ -356,6 +374,9 @@ void CPortalServer::pluse(Task& task) {
 }
 
 void CPortalServer::checkWifi(Task& /*task*/) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     CAuthConfig& record = *m_pPortalConn->GetPortalConf();
     if (record.againstList.IsEmpty()) {
         return;
@@ -375,10 +396,16 @@ int CPortalServer::CheckWiFiShare(const char* againstList) {
 }
 
 void CPortalServer::termForWifi(Task& /*task*/) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     DisConnect(LogoutReason::kSharing);
 }
 
 void CPortalServer::TerminalRequestFun(Task& /*task*/) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     CAutoString terminals;
     const int result = m_pPortalConn->TerminalRequestData(terminals);
     if (result != PortalResult::kSuccess) {
@@ -396,6 +423,9 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
 }
 
 void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
+    if (m_pPortalConn == nullptr) {
+        return;
+    }
     const int result = m_pPortalConn->TerminalTermRequest(GetOtherTicket());
     if (result == PortalResult::kSuccess) {
         QueueTask(QuorvaneSvr::terminal, QuorvaneSvr::high);
@@ -412,7 +442,6 @@ CAutoString CPortalServer::GetOtherTicket() {
 }
 
 void CPortalServer::CheckUnknowNetState(bool start) {
-    m_bCheckUnknowNetState = start;
     if (start) {
         (void)m_threadUnknowCheck.Run(CheckUnknowNetStateThread, this, &m_bCheckUnknowNetState);
     } else {
@@ -422,9 +451,10 @@ void CPortalServer::CheckUnknowNetState(bool start) {
 
 void* CPortalServer::CheckUnknowNetStateThread(void* server) {
     auto& self = *static_cast<CPortalServer*>(server);
-    for (int rests = 1; self.m_bCheckUnknowNetState; ++rests) {
+    bool& isWanted = self.m_bCheckUnknowNetState;
+    for (int rests = 1; ReadRelaxed(isWanted); ++rests) {
         Sleep(kUnknownNetRestMs);
-        if (!self.m_bCheckUnknowNetState || self.m_pPortalConn == nullptr) {
+        if (!ReadRelaxed(isWanted) || self.m_pPortalConn == nullptr) {
             return nullptr;
         }
         if (rests % kUnknownNetRests != 0) {
@@ -432,7 +462,7 @@ void* CPortalServer::CheckUnknowNetStateThread(void* server) {
         }
         CLog::GetInst()->WriteLog(INFO, "checking unknow net status,request config");
         if (self.m_pPortalConn->RequestConfig(0) == PortalResult::kSuccess) {
-            self.m_bCheckUnknowNetState = false;
+            WriteRelaxed(isWanted, false);
         }
     }
     return nullptr;
