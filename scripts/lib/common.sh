@@ -28,6 +28,7 @@ preset_for() {
     case "$1" in
         default) echo ci ;;
         asan) echo ci-asan ;;
+        tsan) echo ci-tsan ;;
         *) echo "$1" ;;
     esac
 }
