@@ -2,9 +2,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sched.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -13,6 +11,7 @@
 #include <fstream>
 #include <thread>
 
+#include "RunningProgram.h"
 #include "ServiceFixture.h"
 
 namespace fs = std::filesystem;
@@ -67,27 +66,6 @@ class ChangedFile {
   private:
     const char* m_path;
     const std::string m_before;
-};
-
-// A program of that name that runs as long as the object lives.
-class RunningProgram {
-  public:
-    explicit RunningProgram(const std::string& name) {
-        fs::copy_file("/bin/sleep", name);
-        std::string path = "./" + name;
-        std::string argument = "600";
-        char* argv[] = {path.data(), argument.data(), nullptr};
-        EXPECT_EQ(posix_spawn(&m_pid, path.c_str(), nullptr, nullptr, argv, environ), 0);
-    }
-    ~RunningProgram() {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
-    RunningProgram(const RunningProgram&) = delete;
-    RunningProgram& operator=(const RunningProgram&) = delete;
-
-  private:
-    pid_t m_pid = -1;
 };
 
 class Host : public ServiceTest {
