@@ -10,6 +10,7 @@ namespace {
 
 constexpr char kContainer[] = "zxmAlogic.zxm";
 
+constexpr auto kLogoutPatience = std::chrono::seconds(5);  // a log-out that is not dropped takes about two
 }  // namespace
 
 StateReport Step(int code) {
@@ -141,8 +142,15 @@ void ServiceTest::LogOut(const std::string& reason) {
             return log.find(line) != log.rfind(line);
         },
         kSoon));
-    AskForLogout(reason);
-    ExpectReport(kLoggedOut);
+    // The end of an upload drops a log-out that was asked for meanwhile, so it is asked for again.
+    const bool loggedOut = WaitUntil(
+        [&] {
+            AskForLogout(reason);
+            return frontEnd->Await([](const Report& message) { return StateIn(message) == kLoggedOut; },
+                                   kLogoutPatience);
+        },
+        kSoon);
+    EXPECT_TRUE(loggedOut) << "no report " << kLoggedOut;
 }
 
 void ServiceTest::ExpectReport(const StateReport& report) {

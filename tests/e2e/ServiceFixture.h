@@ -66,8 +66,8 @@ class ServiceTest : public testing::Test {
     void AskForLogin(const std::string& account, const std::string& password);
     void LogIn();
     void AskForLogout(const std::string& reason);
-    // A log-out through the statistics. Waits for the baseline first: before it there is nothing to report,
-    // and the log-out does not take place.
+    // A log-out through the statistics, asked for until it takes place. Waits for the baseline first: before
+    // it there is nothing to report.
     void LogOut(const std::string& reason);
 
     // Each waits for the next one that fits, in order of arrival, and passes over what comes before.

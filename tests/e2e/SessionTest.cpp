@@ -21,17 +21,6 @@ const StateReport kPulsesFailed = LoginFailed(StateCode::kKeepAliveFailed);
 
 }  // namespace
 
-TEST_F(Session, FailedPulsesWithinTheLimitAreTolerated) {
-    PulsesCome(1, 1);
-    PortalAnswers(Endpoint::Pulse, Answer::Kind::Drop, kRequestAttempts * 2);
-    LogIn();
-    ExpectRequest(Endpoint::Pulse, kRequestAttempts * 2 + 2);
-    EXPECT_NE(portal.LoggedInTicket(), "");
-    while (const auto message = frontEnd->Receive(std::chrono::milliseconds(0))) {
-        EXPECT_FALSE(StateIn(*message) == kPulsesFailed);
-    }
-}
-
 TEST_F(Session, FailedPulsesBeyondTheLimitEndTheLogin) {
     PulsesCome(1, 0);
     PortalAnswers(Endpoint::Pulse, Answer::Kind::Drop, kRequestAttempts * 2);
@@ -52,6 +41,8 @@ TEST_F(Session, LoginThatThePortalEndedIsReportedAndANewTicketFetched) {
     ExpectReport({INetConn::ES_CONNECTED, INetConn::ES_DISCONNECTED, PortalError::kLoginEnded});
     ExpectReport(kReady);
     EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 2u);
+    EXPECT_NE(ExpectRequest(Endpoint::State, 3).Element("ticket"),
+              ExpectRequest(Endpoint::State, 2).Element("ticket"));
 }
 
 TEST_F(Session, LoginThatStandsAfterAllIsTakenUpAgain) {
@@ -63,42 +54,25 @@ TEST_F(Session, LoginThatStandsAfterAllIsTakenUpAgain) {
     ExpectRequest(Endpoint::Pulse, 3);
 }
 
-TEST_F(Session, StateRequestThatIsRefusedFetchesANewTicket) {
-    PortalAnswers(Endpoint::State, Answer::Error(PortalError::kLoginEnded));
-    GetReady();
-    ExpectReport(kReady);
-    EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 2u);
-    EXPECT_NE(ExpectRequest(Endpoint::State, 2).Element("ticket"),
-              ExpectRequest(Endpoint::State, 1).Element("ticket"));
-}
-
-TEST_F(Session, StateIsAskedForUntilTheLogin) {
-    PortalIs([](Scenario& scenario) { scenario.stateInterval = 1; });
+TEST_F(Session, StateIsAskedForAndTheTicketRenewedUntilTheLogin) {
+    PortalIs([](Scenario& scenario) {
+        scenario.stateInterval = 1;
+        scenario.ticketSeconds = 2;
+    });
     GetReady();
     ExpectRequest(Endpoint::State, 3);
-}
-
-TEST_F(Session, TicketIsRenewedBeforeTheLogin) {
-    PortalIs([](Scenario& scenario) { scenario.ticketSeconds = 1; });
-    GetReady();
     ExpectRequest(Endpoint::Ticket, 2);
 }
 
 TEST_F(Session, InterceptedPulseLogsOut) {
-    const Answer::Kind kInterceptions[] = {Answer::Kind::Redirect, Answer::Kind::Page};
     PortalAsksForStatistics();
     PulsesCome(1, 2);
-    GetReady();
-    for (size_t round = 0; round < std::size(kInterceptions); ++round) {
-        SCOPED_TRACE(round);
-        PortalAnswers(Endpoint::Pulse, kInterceptions[round]);
-        AskForLogin(defaults.account, defaults.password);
-        ExpectReport(kConnected);
-        ExpectReport(kPulsesFailed);
-        EXPECT_EQ(ExpectRequest(Endpoint::Term, round + 1).Element("reason"), LogoutReason::kIntercepted);
-        ExpectReport(kLoggedOut);
-        ExpectReport(kReady);
-    }
+    PortalAnswers(Endpoint::Pulse, Answer::Kind::Redirect);
+    LogIn();
+    ExpectReport(kPulsesFailed);
+    EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kIntercepted);
+    ExpectReport(kLoggedOut);
+    ExpectReport(kReady);
 }
 
 TEST_F(Session, InterceptedTicketRequestMeansAnUnknownNetwork) {
@@ -108,21 +82,18 @@ TEST_F(Session, InterceptedTicketRequestMeansAnUnknownNetwork) {
     ExpectReport({INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "", INetConn::ET_UNKNOWN});
 }
 
-TEST_F(Session, LogoutSendsTheLastStatisticsFirst) {
+TEST_F(Session, LogoutSendsTheLastStatisticsFirstAndTheFinalOneFetchesNoTicket) {
     PortalAsksForStatistics();
     LogIn();
     LogOut("1");
     EXPECT_EQ(ExpectRequest(Endpoint::Statistics).Element("stattype"), "0");
     ExpectReport(kReady);
-}
-
-TEST_F(Session, FinalLogoutFetchesNoNewTicket) {
-    PortalAsksForStatistics();
-    LogIn();
+    AskForLogin(defaults.account, defaults.password);
+    ExpectReport(kConnected);
     LogOut(LogoutReason::kFinal);
     FrontEndAsks(ClientOperation::kTerminalData);
     ExpectMessage(ClientReport::kTerminalData);
-    EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 1u);
+    EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 2u);
 }
 
 TEST_F(Session, LogoutWithoutStatisticsDoesNothing) {
