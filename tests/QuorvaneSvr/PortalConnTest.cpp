@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <climits>
+#include <utility>
 
 #include "FileSizeLimit.h"
 #include "PortalCodes.h"
@@ -15,6 +17,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using Report = FakePortalHost::Report;
 using Reports = std::vector<Report>;
 using State = INetConn;
@@ -164,14 +167,17 @@ TEST(Discovery, RecoversOnlyWithAMarker) {
     EXPECT_EQ(marked.engine.DisasterRecovery("http://other.example/"), 0);
 }
 
-TEST(Discovery, PublishesNumbersEmptyAndFunctionsEscaped) {
+TEST(Discovery, PublishesNumbersEmptyAndTextsEscapedOnce) {
     Scenario scenario;
     scenario.statisticsInterval = 60;
+    scenario.domain = "a&b";
     PortalFixture portal(scenario);
     ASSERT_EQ(portal.engine.RequestConfig(0), 1);
     EXPECT_THAT(portal.host.messages, Contains("InfoCenter SetValue <key>authType</key><value></value>"))
         << "itoa hands on its terminating NUL";
     EXPECT_THAT(portal.host.messages, Contains(HasSubstr("<key>FUN_StatsInfor</key><value>&lt;StatsInfor")));
+    EXPECT_THAT(portal.host.messages,
+                Contains("InfoCenter SetValue <key>domain</key><value>a&amp;b</value>"));
     portal.host.messages.clear();
     portal.engine.SendData("nothing", nullptr);
     portal.engine.SendData("portal's text", CAutoString());
@@ -193,26 +199,21 @@ TEST(Ticket, NeedsAnAddressAndAConfiguration) {
 }
 
 TEST(Login, AccountNamesTakeTheFormThatThePortalWants) {
-    const struct {
-        const char* type;
-        const char* value;
-        const char* before;
-        const char* after;
-    } kRows[] = {
+    const char* const kRows[][4] = {
+        // type, value, before, after
         {"add-domain", "new", "user@old", "user@new"}, {"add-domain", "", "user", "user@school"},
         {"del-domain", "new", "user@old", "user"},     {"del-domain", "new", "user", "user"},
         {"", "new", " user@old\t", "user@old"},        {"other", "new", "user", "user"},
     };
     PortalFixture portal;
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(testing::Message() << row.type << " " << row.before);
+    for (const auto& [type, value, before, after] : kRows) {
         CAuthConfig& record = portal.Record();
-        record.m_strAcountType = row.type;
-        record.m_strAcountValue = row.value;
+        record.m_strAcountType = type;
+        record.m_strAcountValue = value;
         record.domain = "school";
-        record.userName = row.before;
+        record.userName = before;
         portal.engine.AccountTran();
-        EXPECT_EQ(record.userName, row.after);
+        EXPECT_EQ(record.userName, after) << type << " " << before;
     }
 }
 
@@ -252,24 +253,25 @@ TEST(Login, OneServerIsEnoughToBePushed) {
     EXPECT_EQ(portal.host.resolver2, "10.1.1.9");
 }
 
-TEST(Pulse, TheSettingsOverrideTheInterval) {
+TEST(Pulse, ANewLoginToleratesOneFailureMoreThanAStandingOne) {
     PortalFixture portal({}, "<plusInterval>12</plusInterval><plusFlag>1</plusFlag>");
     EXPECT_EQ(portal.engine.KeepPluse(), -1) << "no address yet";
-    portal.LogIn();
-    EXPECT_EQ(portal.engine.KeepPluse(), 1);
-    EXPECT_EQ(portal.Record().iInterval, 12);
-}
-
-TEST(Pulse, ANewLoginToleratesOneFailureMoreThanAStandingOne) {
-    PortalFixture portal;  // the portal asks for two retries
-    portal.LogIn();
+    portal.LogIn();  // the portal asks for two retries
     for (const int tolerated : {2 + 1, 2}) {
         for (int failure = 0; failure <= tolerated; ++failure) {
             portal.sim.AnswerNext(Endpoint::Pulse, Error(8, "1"));
             EXPECT_EQ(portal.engine.KeepPluse(), failure < tolerated ? 0 : -1);
         }
-        EXPECT_THAT(portal.TakeReports(), ElementsAre(LoginFailed(140008, "1"), LoginFailed(150108)));
+        EXPECT_THAT(std::exchange(portal.host.reports, {}),
+                    ElementsAre(LoginFailed(140008, "1"), LoginFailed(150108)));
         EXPECT_EQ(portal.engine.KeepPluse(), 1);
+    }
+    EXPECT_EQ(portal.Record().iInterval, 12) << "the settings override the portal";
+    portal.Record().iKeepRetry = INT_MIN;
+    EXPECT_EQ(portal.engine.KeepPluse(), 1);
+    for (int failure = 0; failure < 2; ++failure) {
+        portal.sim.AnswerNext(Endpoint::Pulse, Error(8));
+        EXPECT_EQ(portal.engine.KeepPluse(), 0) << "fewer than no retries tolerate every failure";
     }
 }
 
@@ -283,14 +285,24 @@ TEST(LogOut, OutsideAPortalNetworkTheRequestIsSentAllTheSame) {
 }
 
 TEST(LogOut, AtShutdownOnlyARecordedLoginIsEnded) {
-    PortalFixture forgotten;
-    forgotten.LogIn();
-    forgotten.engine.Destroy();
-    EXPECT_THAT(forgotten.sim.Requests(Endpoint::Term), IsEmpty()) << "the record of a login is stored empty";
-    PortalFixture recorded({}, "<connState>1</connState>");
-    recorded.Record().strTermUrl = ("http://" + recorded.sim.Server() + "/term").c_str();
-    recorded.engine.Destroy();
-    EXPECT_EQ(recorded.sim.Requests(Endpoint::Term).size(), 1u);
+    for (const size_t record : {0, 1}) {
+        PortalFixture portal({}, "<connState>" + std::to_string(record) + "</connState>");
+        portal.Record().strTermUrl = ("http://" + portal.sim.Server() + "/term").c_str();
+        portal.engine.Destroy();
+        EXPECT_EQ(portal.sim.Requests(Endpoint::Term).size(), record);
+    }
+}
+
+TEST(Reports, TextsAreEscaped) {
+    PortalFixture portal;
+    CAutoString account = "user&co";
+    CAutoString none;
+    int retries = 0;
+    portal.Record().hostName = "a<b";
+    portal.engine.SaveAuthResponse(account, retries, none, none, none, none);
+    ASSERT_EQ(portal.engine.RequestTicket(), 1);
+    EXPECT_THAT(portal.host.messages,
+                IsSupersetOf({HasSubstr("<value>user&amp;co</value>"), HasSubstr("@a&lt;b</qr>")}));
 }
 
 TEST(Reports, StepsOfANewAttemptDoNotPullAStandingLoginBack) {

@@ -3,15 +3,13 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "Log.h"
 #include "PortalFixture.h"
-#include "Sandbox.h"
+#include "Recorder.h"
 #include "WaitUntil.h"
 
 using namespace portal_sim;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -23,6 +21,15 @@ struct LogFile {
         CLog::GetInst()->SetLevel(DEBUG);
     }
     ~LogFile() { CLog::GetInst()->CloseFile(); }
+};
+
+// Takes the place of the link to the front ends.
+struct Link : IServer {
+    void RegisterBusiness(const char* /*name*/, IBusiness* /*business*/) override {}
+    void PostMessage(const char* text) override { sent.Add(text); }
+    CInfoCenter* GetInfoCenter() override { return nullptr; }
+
+    Recorder sent;
 };
 
 // Before Start nothing runs: what is queued and armed till then is what the work thread and the timer find.
@@ -38,11 +45,6 @@ class PortalServer : public testing::Test {
     CXMLOpt nothing;
     CPortalServer service;
 };
-
-std::string SecondModule() {
-    std::ifstream file(SAMPLE_MODULE_2, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 }  // namespace
 
@@ -70,14 +72,29 @@ TEST_F(PortalServer, WatchOverAnUnknownNetworkOutlivesEveryOtherTask) {
     EXPECT_THAT(Log(), Not(HasSubstr("TerminalRequestData")));
 }
 
-TEST_F(PortalServer, LoginIsRepeatedWithTheModuleThatItsAnswerBrings) {
-    SKIP_OUTSIDE_SANDBOX();
-    CXMLOpt login(PortalFixture::LoginEnvelope(Scenario().account, Scenario().password));
-    portal.sim.AnswerNext(Endpoint::Login, Answer::Module(SecondModule()));
-    service.CheckNetStatus(0);
-    Start();
-    ASSERT_TRUE(portal.sim.WaitForRequest(Endpoint::State));
-    service.Connect("client", login);
-    EXPECT_TRUE(portal.sim.WaitForRequest(Endpoint::Pulse));
-    EXPECT_EQ(portal.sim.Requests(Endpoint::Login).size(), 2u);
+TEST_F(PortalServer, NothingHappensWithoutAProtocolEngine) {
+    QuorvaneSvr::Task task;
+    task.tag = "<tag><type>1</type></tag>";
+    for (const auto handler :
+         {&CPortalServer::checkNet, &CPortalServer::checkUnknowNet, &CPortalServer::reqTicket,
+          &CPortalServer::reqState, &CPortalServer::auth, &CPortalServer::term, &CPortalServer::pluse,
+          &CPortalServer::checkWifi, &CPortalServer::termForWifi, &CPortalServer::TerminalRequestFun,
+          &CPortalServer::TerminalTermRequestFun, &CPortalServer::trafficStatistics}) {
+        (service.*handler)(task);
+    }
+    EXPECT_EQ(service.NetworkTrafficStatistics(LOGIN), -1);
+    EXPECT_EQ(Log(), "");
+    service.CheckUnknowNetState(true);  // its thread has ended when the business is destroyed
+}
+
+TEST_F(PortalServer, ReportsAreWellFormedWhateverThePortalSays) {
+    Link link;
+    service.InitService(&link);
+    service.PostNetStateMessage(INetConn::ET_PORTAL, INetConn::ES_NONE, INetConn::ES_NONE, 1, "<&amp;\x01>");
+    service.PostNetStateMessageEx(INetConn::ET_PORTAL, INetConn::ES_NONE, INetConn::ES_NONE, 1, "a&b",
+                                  "]]>\t\xCA\xFD");
+    EXPECT_THAT(
+        link.sent.All(),
+        ElementsAre(HasSubstr("<subErrCode>&lt;&amp;amp; ></subErrCode>"),
+                    HasSubstr("<subType>a&amp;b</subType><extern>]]&gt;\t\xCA\xFD</extern></P></M>")));
 }

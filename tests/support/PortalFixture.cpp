@@ -82,7 +82,3 @@ CAutoString PortalFixture::LoginEnvelope(const std::string& account, const std::
     return "<M><OpS>client</OpS><OpT>Portal</OpT><OpC>PortalConnect</OpC><P><user>" + account +
            "</user><password>" + password + "</password></P></M>";
 }
-
-std::vector<FakePortalHost::Report> PortalFixture::TakeReports() {
-    return std::exchange(host.reports, {});
-}

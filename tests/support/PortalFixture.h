@@ -66,7 +66,6 @@ class PortalFixture {
     void LogIn();
     // The envelope of a front end's login.
     static CAutoString LoginEnvelope(const std::string& account, const std::string& password);
-    std::vector<FakePortalHost::Report> TakeReports();
 
     TemporaryFolder folder;
     portal_sim::PortalSim sim;
