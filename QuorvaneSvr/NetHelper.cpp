@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -13,16 +12,20 @@
 
 namespace {
 
-constexpr char kResolverFile[] = "/etc/resolv.conf";
 constexpr char kNameserver[] = "nameserver";
 constexpr char kSearch[] = "search";
+constexpr char kServerLine[] = "nameserver %s\n";
 constexpr char kWhiteSpace[] = " \t\r\n";
+constexpr size_t kLineSize = 1024;  // bytes of an inserted line
 
 // Forwarders on this machine, compared over the characters given here only.
 constexpr char kLocalForwarderIPv4[] = "127.0.1.1";
 constexpr char kLocalForwarderIPv6[] = "::1";
 
-using Lines = std::vector<std::string>;
+// How many of the two slots for servers have been dealt with.
+constexpr unsigned kNoSlot = 0;
+constexpr unsigned kFirstSlot = 1;
+constexpr unsigned kBothSlots = 2;
 
 bool StartsWith(const std::string& text, const char* start) {
     return text.compare(0, strlen(start), start) == 0;
@@ -46,27 +49,32 @@ bool IsLocalForwarder(const char* address) {
     return strncmp(address, forwarder, strlen(forwarder)) == 0;
 }
 
-// Lines keep their ends. False when reading fails; errno tells why.
-bool ReadLines(FILE* file, Lines& lines) {
-    char* buffer = nullptr;
-    size_t size = 0;
-    for (ssize_t length = 0; (length = getline(&buffer, &size, file)) != -1;) {
-        lines.emplace_back(buffer, static_cast<size_t>(length));
+// Calls `handle` with each line, its line end included.
+template <typename Handler>
+void ForEachLine(const std::string& text, const Handler& handle) {
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = text.find('\n', start);
+        const size_t next = end == std::string::npos ? text.size() : end + 1;
+        handle(text.substr(start, next - start));
+        start = next;
     }
-    free(buffer);
-    return feof(file) != 0;
+}
+
+// False when reading fails; errno tells why.
+bool ReadAll(FILE* file, std::string& text) {
+    char buffer[4096];
+    for (size_t count = 0; (count = fread(buffer, 1, sizeof(buffer), file)) > 0;) {
+        text.append(buffer, count);
+    }
+    return ferror(file) == 0;
 }
 
 // Writes over the content from the start and cuts the rest, which would otherwise stay as garbage lines
 // behind a content that became shorter.
-bool WriteLines(FILE* file, const Lines& lines) {
+bool WriteAll(FILE* file, const std::string& text) {
     rewind(file);
-    for (const std::string& line : lines) {
-        if (fwrite(line.data(), 1, line.size(), file) != line.size()) {
-            return false;
-        }
-    }
-    return fflush(file) == 0 && ftruncate(fileno(file), ftell(file)) == 0;
+    return fwrite(text.data(), 1, text.size(), file) == text.size() && fflush(file) == 0 &&
+           ftruncate(fileno(file), static_cast<off_t>(text.size())) == 0;
 }
 
 // One more colon at an end belongs to a "::" there.
@@ -84,22 +92,28 @@ std::string_view WithoutEndColons(std::string_view address) {
 
 int CNetHelper::SetDNSServers(CAutoString& dns1, CAutoString& dns2) {
     const FileOwner file(fopen(kResolverFile, "r+e"));
-    Lines before;
-    if (file == nullptr || !ReadLines(file.get(), before)) {
+    std::string before;
+    if (file == nullptr || !ReadAll(file.get(), before)) {
         return errno;
     }
-    Rewriting rewriting = {dns1, dns2, {}, 0, {}, {}};
-    for (const std::string& line : before) {
-        RewriteLine(rewriting, line);
-    }
-    if (!WriteLines(file.get(), rewriting.lines)) {
+    CAutoString previous1 = dns1;
+    CAutoString previous2 = dns2;
+    if (!WriteAll(file.get(), Rewrite(before, previous1, previous2))) {
         const int failure = errno;
-        (void)WriteLines(file.get(), before);  // the failure is the one to report
+        (void)WriteAll(file.get(), before);  // the failure is the one to report
         return failure;
     }
+    dns1 = previous1;
+    dns2 = previous2;
+    return 0;
+}
+
+std::string CNetHelper::Rewrite(const std::string& text, CAutoString& dns1, CAutoString& dns2) {
+    Rewriting rewriting = {dns1, dns2, {}, kNoSlot, {}, {}};
+    ForEachLine(text, [&](const std::string& line) { RewriteLine(rewriting, line); });
     dns1 = rewriting.previous1;
     dns2 = rewriting.previous2;
-    return 0;
+    return rewriting.text;
 }
 
 void CNetHelper::RewriteLine(Rewriting& file, const std::string& line) {
@@ -108,72 +122,90 @@ void CNetHelper::RewriteLine(Rewriting& file, const std::string& line) {
     } else if (StartsWith(line, kSearch)) {
         RewriteSearch(file, line);
     } else {
-        file.lines.push_back(line);
+        file.text += line;
     }
 }
 
 void CNetHelper::RewriteNameserver(Rewriting& file, const std::string& line) {
     const CAutoString address = SecondWord(line);
     if (IsLocalForwarder(address)) {
-        file.lines.push_back(line);
+        file.text += line;
         return;
     }
-    if (!SetDNS(file.dns1, file.dns2, file.lines, file.state, true)) {
-        return;
+    if (Insert(file, true)) {
+        (file.state == kFirstSlot ? file.previous1 : file.previous2) = address;
     }
-    (file.state == 1 ? file.previous1 : file.previous2) = address;
 }
 
 // A search line behind two servers goes, and one in front of the servers makes the previous ones forgotten,
-// since those further down are dropped without being looked at. The log-out then has nothing to put back and
-// the file's owner, a DHCP client for example, has to write it anew.
-// Held by NetHelper.PushesServersAndPutsTheFormerOnesBack.
+// since those further down are dropped without being looked at. Whoever needs the file back as it was keeps
+// its text. Held by NetHelper.PushesServersAndPutsTheFormerOnesBack.
 void CNetHelper::RewriteSearch(Rewriting& file, const std::string& line) {
-    if (file.state > 1) {
+    if (file.state >= kBothSlots) {
         return;
     }
-    if (file.state == 0) {
+    if (file.state == kNoSlot) {
         file.previous1.Empty();
     }
     file.previous2.Empty();
-    SetDNS(file.dns1, file.dns2, file.lines, file.state, false);
-    file.lines.push_back(line);
+    (void)Insert(file, false);  // the search line is kept behind whatever was written
+    file.text += line;
 }
 
-bool CNetHelper::SetDNS(const char* dns1, const char* dns2, std::vector<std::string>& lines, unsigned& state,
-                        bool atNameserver) {
-    if (state > 1) {
-        return false;
+bool CNetHelper::Insert(Rewriting& file, bool atNameserver) {
+    char lines[kBothSlots][kLineSize];
+    unsigned count = 0;
+    const bool taken = SetDNS(file.dns1, file.dns2, lines, file.state, count, atNameserver);
+    for (unsigned i = 0; i < count; ++i) {
+        file.text += lines[i];
     }
+    return taken;
+}
+
+bool CNetHelper::SetDNS(const char* dns1, const char* dns2, char lines[][1024], unsigned& state,
+                        unsigned& count, bool atNameserver) {
+    const unsigned before = count;
     const bool valid1 = *dns1 != '\0' && IsValidAddress(dns1) == 0;
     const bool valid2 = *dns2 != '\0' && IsValidAddress(dns2) == 0;
-    const size_t before = lines.size();
-    const auto write = [&lines](const char* server) {
-        lines.push_back(std::string(kNameserver) + " " + server + "\n");
-    };
-    if (state == 0 && valid1) {
-        write(dns1);
+    const auto write = [&](const char* server) { snprintf(lines[count++], kLineSize, kServerLine, server); };
+    if (state >= kBothSlots) {
+        return false;
     }
-    const bool secondFits = state == 0 ? !atNameserver || !valid1 : valid1;
-    if (valid2 && secondFits) {
-        write(dns2);
+    if (state == kFirstSlot) {  // at a line of either kind
+        if (valid1 && valid2) {
+            write(dns2);
+        }
+        state = kBothSlots;
+    } else if (atNameserver) {
+        if (valid1 || valid2) {
+            write(valid1 ? dns1 : dns2);
+        }
+        state = kFirstSlot;
+    } else {
+        if (valid1) {
+            write(dns1);
+        }
+        if (valid2) {
+            write(dns2);
+        }
+        state = kBothSlots;
     }
-    state += state == 0 && !atNameserver ? 2 : 1;
-    return atNameserver || lines.size() != before;
+    return atNameserver || count != before;
 }
 
 CStringArray CNetHelper::GetDNSServers() {
+    std::string text;
+    (void)CFileUtil::ReadWholeFile(kResolverFile, text);  // a file that cannot be read names none
+    return ServersIn(text);
+}
+
+CStringArray CNetHelper::ServersIn(const std::string& text) {
     CStringArray servers;
-    const FileOwner file(fopen(kResolverFile, "re"));
-    Lines lines;
-    if (file == nullptr || !ReadLines(file.get(), lines)) {
-        return servers;
-    }
-    for (const std::string& line : lines) {
+    ForEachLine(text, [&](const std::string& line) {
         if (StartsWith(line, kNameserver)) {
             servers.push_back(SecondWord(line));
         }
-    }
+    });
     return servers;
 }
 
@@ -189,10 +221,8 @@ int CNetHelper::IsValidIPv4(const char* address) {
     if (length <= 6 || length >= 16) {
         return AF_LENGTH_IPV4;
     }
-    // The reading below skips white space; a line break would become a line of the resolver file.
     char parts[4][16];
-    if (strpbrk(address, " \t\n\v\f\r") != nullptr ||
-        sscanf(address, "%15[^.].%15[^.].%15[^.].%15s", parts[0], parts[1], parts[2], parts[3]) != 4) {
+    if (sscanf(address, "%15[^.].%15[^.].%15[^.].%15s", parts[0], parts[1], parts[2], parts[3]) != 4) {
         return AF_PARTS;
     }
     for (const char* part : parts) {
