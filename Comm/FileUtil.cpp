@@ -103,21 +103,15 @@ bool MayOnlyBeWrittenOver(int failure) {
     return failure == EBUSY || failure == EXDEV || failure == EACCES || failure == EPERM || failure == EROFS;
 }
 
-FileFault WriteOver(const std::string& path, std::string_view content, WriteTo target) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        return FileFault::kCreate;
-    }
-    return Finish(descriptor, WriteAll(descriptor, content) &&
-                                  ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
-                                  Settle(descriptor, target));
-}
-
 }  // namespace
 
 bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
     struct stat status = {};
-    if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (stat(path, &status) != 0) {
+        return false;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
         return false;
     }
     FileOwner file(fopen(path, "rbe"));
@@ -142,11 +136,22 @@ bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
 FileFault CFileUtil::Replace(const char* path, std::string_view content, WriteTo target) {
     const std::string resolved = ResolveLink(path);
     if (IsNoFile(resolved)) {
-        return WriteOver(resolved, content, target);
+        return WriteOver(resolved.c_str(), content, target);
     }
     const FileFault fault = Exchange(resolved, content, target);
-    return fault != FileFault::kNone && MayOnlyBeWrittenOver(errno) ? WriteOver(resolved, content, target)
-                                                                    : fault;
+    return fault != FileFault::kNone && MayOnlyBeWrittenOver(errno)
+               ? WriteOver(resolved.c_str(), content, target)
+               : fault;
+}
+
+FileFault CFileUtil::WriteOver(const char* path, std::string_view content, WriteTo target) {
+    const int descriptor = open(path, O_WRONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return FileFault::kCreate;
+    }
+    return Finish(descriptor, WriteAll(descriptor, content) &&
+                                  ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
+                                  Settle(descriptor, target));
 }
 
 void CFileUtil::RemoveLeftOvers(const char* path) {

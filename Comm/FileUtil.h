@@ -37,6 +37,9 @@ class CFileUtil {
     static bool ReplaceFile(const char* path, std::string_view content, WriteTo target = WriteTo::kCache) {
         return Replace(path, content, target) == FileFault::kNone;
     }
+    // Writes over the content of an existing file, in place. A process that ends meanwhile leaves the first
+    // bytes of the new content and the rest of the old one.
+    static FileFault WriteOver(const char* path, std::string_view content, WriteTo target);
     // Removes what replacing `path` left beside it when the process was killed meanwhile. Nobody may be
     // replacing it.
     static void RemoveLeftOvers(const char* path);

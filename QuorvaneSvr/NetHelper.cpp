@@ -209,6 +209,16 @@ CStringArray CNetHelper::ServersIn(const std::string& text) {
     return servers;
 }
 
+std::string CNetHelper::WithoutServers(const std::string& text, const CStringArray& servers) {
+    std::string rest;
+    ForEachLine(text, [&](const std::string& line) {
+        const bool goes = StartsWith(line, kNameserver) &&
+                          std::find(servers.begin(), servers.end(), SecondWord(line)) != servers.end();
+        rest += goes ? "" : line;
+    });
+    return rest;
+}
+
 int CNetHelper::IsValidAddress(const char* address) {
     if (*address == '\0') {
         return 0;

@@ -26,6 +26,8 @@ class CNetHelper {
     CStringArray GetDNSServers();
     // The same of a file that holds `text`.
     static CStringArray ServersIn(const std::string& text);
+    // The text without the lines of those servers.
+    static std::string WithoutServers(const std::string& text, const CStringArray& servers);
 
     // Appends the lines that stand for a server line (`atNameserver`) or go in front of a search line to
     // `lines`, `count` of which are in use; there are at most two, and the caller has the room. `state`

@@ -74,7 +74,9 @@ void LogUserAgent(const CAuthConfig& record) {
 
 CPortalConn::CPortalConn() : CPortalConn(DefaultPortalHost()) {}
 
-CPortalConn::CPortalConn(IPortalHost& host) : m_host(host) {}
+CPortalConn::CPortalConn(IPortalHost& host)
+    : m_host(host),
+      m_pushedServers([&host](CAutoString& dns1, CAutoString& dns2) { return host.SetDNS(dns1, dns2); }) {}
 
 CPortalConn::~CPortalConn() {
     delete m_pPortalConf;

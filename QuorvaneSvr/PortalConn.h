@@ -4,6 +4,7 @@
 #include "HttpData.h"
 #include "HttpHelper.h"
 #include "PortalParser.h"
+#include "PushedServers.h"
 #include "RelaxedAccess.h"
 #include "TaskMgr.h"
 #include "WeightCalculator.h"
@@ -153,8 +154,8 @@ class CPortalConn : public INetConn {
     void AccountTran();
     void SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoString& keepUrl, CAutoString& termUrl,
                           CAutoString& againstList, const CAutoString& dns);
-    // Applies the DNS servers of the "domain-config" element `xml`. -1 when it names none, else as
-    // IPortalHost::SetDNS.
+    // Pushes the DNS servers of the "domain-config" element `xml`. -1 when it names none, else as
+    // CPushedServers::Push.
     int SetDNS(CAutoString& xml);
     // Logs out. 1, 2, -1, -8, or 0 when the network is no portal network any more.
     int DisConnect(const char* reason) override;
@@ -239,12 +240,11 @@ class CPortalConn : public INetConn {
     int TakeTicket(const CHttpData& answer);
     int JudgeTicketFailure(const Exchange& exchange);
     int TakeLogin(const CHttpData& answer);
-    bool ReadLogin(const CHttpData& answer);
+    bool ReadLogin(const CHttpData& answer, CAutoString dns);
     int JudgeLoginFailure(const Exchange& exchange);
     void ReportPortalError(ESTATE oldState, ESTATE newState, const Exchange& exchange);
     void ReportAccountRefused(const Exchange& exchange);
     int FinishLogout();
-    void RestoreDNS();
     int JudgeLogoutFailure(const Exchange& exchange);
 
     // Keep-alive and state check.
@@ -266,9 +266,7 @@ class CPortalConn : public INetConn {
     CAutoString m_redirectUrlIpv6;
     CAutoString m_lastRedirectUrl;
     CAutoString m_configXML;
-    CAutoString m_strDNS1;  // pushed by the portal; once applied, the servers that stood there before
-    CAutoString m_strDNS2;
-    bool m_bDnsApplied = false;    // the former servers are waiting here to be written back
+    CPushedServers m_pushedServers;
     UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
     UINT m_lastOffline = 0;
     int m_keepRetry = 0;     // failed pulses still tolerated; below 0 all of them are

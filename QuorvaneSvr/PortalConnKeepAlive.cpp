@@ -102,7 +102,7 @@ int CPortalConn::CheckConnectState(int /*type*/) {
 // The portal says that the login stands. That holds even when the rest of its answer cannot be read.
 int CPortalConn::TakeState(const CHttpData& answer) {
     CAutoString& dns = m_pPortalConf->m_strDNS;
-    if (ReadLogin(answer) && !dns.IsEmpty()) {
+    if (ReadLogin(answer, dns) && !dns.IsEmpty()) {
         (void)SetDNS(dns);  // a login that stands is kept without the servers, too
     }
     NetStateChange(ES_CONNECTING, ES_CONNECTED, StateCode::kSuccess, "");

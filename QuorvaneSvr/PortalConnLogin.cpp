@@ -234,14 +234,18 @@ void CPortalConn::ReportAccountRefused(const Exchange& exchange) {
 }
 
 int CPortalConn::TakeLogin(const CHttpData& answer) {
-    if (!ReadLogin(answer)) {
+    // What the portal pushed in an earlier session is not known any more.
+    if (!ReadLogin(answer, "")) {
         NetStateChange(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kLoginUnreadable, "");
         return PortalResult::kFailure;
     }
-    CAutoString& dns = m_pPortalConf->m_strDNS;
-    if (!dns.IsEmpty() && SetDNS(dns) == EACCES) {
+    const int pushed = SetDNS(m_pPortalConf->m_strDNS);
+    if (pushed == EACCES) {
         NetStateChange(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kDnsNotApplied, "");
         return PortalResult::kFailure;
+    }
+    if (pushed == CPushedServers::kNoServer) {
+        m_pushedServers.GiveBack();  // of a session that ended without a log-out
     }
     // A new login is forgiven one failed pulse more than a standing one.
     m_keepRetry = std::min(m_pPortalConf->iKeepRetry, kMostRetries) + 1;
@@ -251,15 +255,15 @@ int CPortalConn::TakeLogin(const CHttpData& answer) {
     return PortalResult::kSuccess;
 }
 
-// Reads an answer of the login or of the state check. What it does not name keeps its present value.
-bool CPortalConn::ReadLogin(const CHttpData& answer) {
+// Reads an answer of the login or of the state check. What it does not name keeps its present value, and the
+// text about DNS servers the value that is handed in.
+bool CPortalConn::ReadLogin(const CHttpData& answer, CAutoString dns) {
     const CAuthConfig& record = *m_pPortalConf;
     CAutoString userName = record.userName;
     int keepRetry = record.iKeepRetry;
     CAutoString keepUrl = record.strKeepUrl;
     CAutoString termUrl = record.strTermUrl;
     CAutoString againstList = record.againstList;
-    CAutoString dns = record.m_strDNS;
     if (m_portalParse.ParserAuthResponse(answer.RespData(), userName, keepRetry, keepUrl, termUrl,
                                          againstList, dns) != 0) {
         return false;
@@ -295,17 +299,11 @@ void CPortalConn::SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoS
 int CPortalConn::SetDNS(CAutoString& xml) {
     CMarkup markup;
     if (!markup.SetDoc(xml) || !markup.FindElem("domain-config")) {
-        return -1;
+        return CPushedServers::kNoServer;
     }
-    RestoreDNS();  // or the servers of an earlier push would be taken for the user's own
-    m_strDNS1.Empty();
-    m_strDNS2.Empty();
-    ReadChildText(markup, "dns1", m_strDNS1);
-    ReadChildText(markup, "dns2", m_strDNS2);
-    if (m_strDNS1.IsEmpty() && m_strDNS2.IsEmpty()) {
-        return -1;
-    }
-    const int result = m_host.SetDNS(m_strDNS1, m_strDNS2);
-    m_bDnsApplied = result == 0;
-    return result;
+    CAutoString dns1;
+    CAutoString dns2;
+    ReadChildText(markup, "dns1", dns1);
+    ReadChildText(markup, "dns2", dns2);
+    return m_pushedServers.Push(dns1, dns2);
 }

@@ -26,6 +26,7 @@ int CPortalConn::DisConnect(const char* reason) {
     Post(QuorvaneSvr::term, record.strTermUrl, body, RequestTimeOut::kStandard, exchange);
     if (m_host.IsPortalEnv() == 0) {
         SetConnCfg(0);
+        m_pushedServers.GiveBack();  // they are those of a network that has been left
         return PortalResult::kNegative;
     }
     return exchange.result == PortalResult::kSuccess ? FinishLogout() : JudgeLogoutFailure(exchange);
@@ -57,16 +58,9 @@ int CPortalConn::JudgeLogoutFailure(const Exchange& exchange) {
 int CPortalConn::FinishLogout() {
     SetConnCfg(0);
     m_lastOffline = ProcessorSeconds();
-    RestoreDNS();
+    m_pushedServers.GiveBack();
     NetStateChange(ES_DISCONNECTING, ES_DISCONNECTED, StateCode::kSuccess, "");
     return PortalResult::kSuccess;
-}
-
-void CPortalConn::RestoreDNS() {
-    if (m_bDnsApplied) {
-        (void)m_host.SetDNS(m_strDNS1, m_strDNS2);  // nothing can be done about a file that is gone
-        m_bDnsApplied = false;
-    }
 }
 
 void CPortalConn::Destroy() {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "InfoCenter.h"
+#include "PushedServers.h"
 #include "QuorvaneSvr.h"
 #include "Server.h"
 #include "UserInfo.h"
@@ -18,6 +19,7 @@ int main(int argc, char** argv) {
         return kAlreadyRunning;
     }
     InitLog();
+    CPushedServers::GiveBackRecorded();
     CInfoCenter::GetInst()->CompleteStart();
     CServer server;
     InitPortal(server);

@@ -217,42 +217,6 @@ TEST(Login, AccountNamesTakeTheFormThatThePortalWants) {
     }
 }
 
-TEST(Login, ServersPushedAgainAreNotTakenForTheUsersOwn) {
-    Scenario scenario;
-    scenario.dns1 = "10.7.7.1";
-    PortalFixture portal(scenario);
-    portal.LogIn();
-    ASSERT_EQ(portal.engine.CheckConnectState(1), 1);  // pushes them once more
-    EXPECT_EQ(portal.host.resolver1, "10.7.7.1");
-    for (int logout = 0; logout < 2; ++logout) {  // the second one finds nothing to write back
-        ASSERT_EQ(portal.engine.DisConnect("1"), 1);
-        EXPECT_EQ(portal.host.resolver1, "10.1.1.1");
-    }
-}
-
-TEST(Login, FailsOnlyWhenTheResolverFileMayNotBeWritten) {
-    for (const int error : {EACCES, ENOENT}) {
-        SCOPED_TRACE(error);
-        Scenario scenario;
-        scenario.dns1 = "10.7.7.1";
-        PortalFixture portal(scenario);
-        portal.GetReady();
-        portal.host.dnsResult = error;
-        const CAutoString login = PortalFixture::LoginEnvelope(scenario.account, scenario.password);
-        EXPECT_EQ(portal.engine.Connect(login), error == EACCES ? -1 : 1);
-        EXPECT_EQ(portal.host.reports.back(), error == EACCES ? LoginFailed(150110) : kConnected);
-    }
-}
-
-TEST(Login, OneServerIsEnoughToBePushed) {
-    PortalFixture portal;
-    CAutoString none = "<domain-config><dns1></dns1><dns2/></domain-config>";
-    CAutoString second = "<domain-config><dns2>10.1.1.9</dns2></domain-config>";
-    EXPECT_EQ(portal.engine.SetDNS(none), -1);
-    EXPECT_EQ(portal.engine.SetDNS(second), 0);
-    EXPECT_EQ(portal.host.resolver2, "10.1.1.9");
-}
-
 TEST(Pulse, ANewLoginToleratesOneFailureMoreThanAStandingOne) {
     PortalFixture portal({}, "<plusInterval>12</plusInterval><plusFlag>1</plusFlag>");
     EXPECT_EQ(portal.engine.KeepPluse(), -1) << "no address yet";

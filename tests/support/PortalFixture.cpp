@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "NetHelper.h"
+
 using portal_sim::Scenario;
 
 int FakePortalHost::GetIpAndMac(CAutoString& address4, CAutoString& address6, CAutoString& mac) {
@@ -14,13 +16,7 @@ int FakePortalHost::GetIpAndMac(CAutoString& address4, CAutoString& address6, CA
 }
 
 int FakePortalHost::SetDNS(CAutoString& dns1, CAutoString& dns2) {
-    const std::string before1 = resolver1;
-    const std::string before2 = resolver2;
-    resolver1 = dns1.GetText();
-    resolver2 = dns2.GetText();
-    dns1 = before1;
-    dns2 = before2;
-    return dnsResult;
+    return dnsResult != 0 ? dnsResult : CNetHelper().SetDNSServers(dns1, dns2);
 }
 
 void FakePortalHost::PostMsg(const char* target, const char* opcode, const char* param) {

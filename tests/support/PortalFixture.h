@@ -40,10 +40,7 @@ class FakePortalHost : public IPortalHost {
     int addressResult = 1;
     std::string ip4 = "192.0.2.10";
     BOOL portalEnv = 1;
-    int dnsResult = 0;
-    // The servers in the resolver file; SetDNS exchanges them.
-    std::string resolver1 = "10.1.1.1";
-    std::string resolver2 = "10.1.1.2";
+    int dnsResult = 0;  // with 0 the resolver file is really written
 
     // What the engine told it.
     std::vector<Report> reports;
