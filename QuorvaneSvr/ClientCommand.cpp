@@ -7,6 +7,7 @@
 #include "ConsoleText.h"
 #include "PortalConn.h"
 #include "PortalServer.h"
+#include "PushedServers.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ bool promptShown = false;
 // Other threads of the service still run. exit() would destroy what they use, libraries included, under their
 // hands, so the process ends without it; only the output has to be written.
 [[noreturn]] void EndProcess() {
+    CPushedServers::GiveBackForGood();
     (void)fflush(stdout);  // nothing could be done about a terminal that is gone
     std::_Exit(EXIT_SUCCESS);
 }

@@ -167,6 +167,7 @@ void CPortalServer::ServerStatus(int /*code*/) {
         return;
     }
     ClearTask();
+    CPushedServers::GiveBackRecorded();  // a work thread that does not end ends the process
     Work(0);
     WaitEnd(m_threadUnknowCheck);
     m_pPortalConn->ExitPrepare();

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "EndSignals.h"
 #include "InfoCenter.h"
 #include "PushedServers.h"
 #include "QuorvaneSvr.h"
@@ -20,6 +21,7 @@ int main(int argc, char** argv) {
     }
     InitLog();
     CPushedServers::GiveBackRecorded();
+    GiveBackAtEndSignals();
     CInfoCenter::GetInst()->CompleteStart();
     CServer server;
     InitPortal(server);
@@ -27,6 +29,7 @@ int main(int argc, char** argv) {
     (void)userInfo.Init();
     StartConsoleClient(argc, argv);
     ServeFrontEnd(server);
+    CPushedServers::GiveBackForGood();
     EndBesideConsoleClient();
     return EXIT_SUCCESS;
 }

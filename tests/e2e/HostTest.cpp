@@ -16,7 +16,6 @@
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
@@ -149,17 +148,24 @@ TEST_F(Host, MachineThatSharesNothingStaysLoggedIn) {
     EXPECT_FALSE(portal.Requests(Endpoint::Pulse).back().Has("shared"));
 }
 
-TEST_F(Host, PushedResolversLastAsLongAsTheLogin) {
-    const std::string before = "nameserver 198.51.100.11\nnameserver 198.51.100.12\noptions timeout:2\n";
-    const std::string during = "nameserver 198.51.100.21\nnameserver 198.51.100.22\noptions timeout:2\n";
+TEST_F(Host, UsersResolverFileComesBackHoweverTheLoginEnds) {
+    const std::string before = "nameserver 127.0.0.53\noptions edns0\nsearch campus.example\n";
     const ChangedFile resolvers(kResolverFile, before);
     PortalIs([](Scenario& scenario) {
         scenario.statisticsInterval = 600;
         scenario.dns1 = "198.51.100.21";
-        scenario.dns2 = "198.51.100.22";
     });
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        LogIn();
+        EXPECT_THAT(ContentOf(kResolverFile), HasSubstr("198.51.100.21"));
+        kill(service->Pid(), signal);
+        siginfo_t end = {};
+        ASSERT_EQ(waitid(P_PID, static_cast<id_t>(service->Pid()), &end, WEXITED | WNOWAIT), 0);
+        EXPECT_EQ(end.si_status, signal);
+        EXPECT_EQ(ContentOf(kResolverFile) == before, signal == SIGTERM);
+    }
     LogIn();
-    EXPECT_EQ(ContentOf(kResolverFile), during);
+    EXPECT_THAT(ContentOf(kResolverFile), HasSubstr("198.51.100.21"));
     LogOut("1");
-    EXPECT_EQ(ContentOf(kResolverFile), before);
+    EXPECT_EQ(ContentOf(kResolverFile), before) << "and not what the killed one left";
 }
