@@ -6,6 +6,8 @@
 #include <cctype>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
+#include <iterator>
 #include <utility>
 
 #include "Documents.h"
@@ -34,6 +36,12 @@ std::string Clock() {
     char fraction[sizeof ".123"];
     std::snprintf(fraction, sizeof fraction, ".%03u", static_cast<unsigned>(milliseconds) % 1000);
     return std::string(text) + fraction;
+}
+
+// What a client without a module is given. Empty, which no client takes, when the build lacks it.
+std::string FirstModule() {
+    std::ifstream file(PORTAL_SIM_FIRST_MODULE, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace
@@ -281,6 +289,9 @@ PortalSim::Reply PortalSim::MakeReply(const Request& request, const Answer& answ
 }
 
 PortalSim::Reply PortalSim::UsualReply(const Request& request, const Answer& answer) {
+    if (LacksModule(request)) {
+        return Reply::Portal(kErrorNewModule, FirstModule());
+    }
     switch (request.endpoint) {
         case Endpoint::Page:
             return Reply::Html(

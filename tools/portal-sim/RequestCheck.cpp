@@ -12,6 +12,7 @@ namespace portal_sim {
 namespace {
 
 constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+constexpr char kNoModule[] = "00000000-0000-0000-0000-000000000000";
 constexpr char kProbeAccept[] = "text/html,text/xml,application/xhtml+xml,application/x-javascript,*/*";
 constexpr char kAgentShape[] = "RAVO/(Linux64|LinuxIpv664)/.+";
 constexpr char kTimeShape[] = "[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}";
@@ -48,19 +49,6 @@ constexpr ValueShape kValueShapes[] = {
     {"host-name", ".+"},
     {"userid", ".+"},
 };
-
-std::string Md5Of(const std::string& text) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned size = 0;
-    EVP_Digest(text.data(), text.size(), digest, &size, EVP_md5(), nullptr);
-    std::string hex;
-    for (unsigned i = 0; i < size; ++i) {
-        constexpr char kDigits[] = "0123456789abcdef";
-        hex += kDigits[digest[i] >> 4];
-        hex += kDigits[digest[i] & 15];
-    }
-    return hex;
-}
 
 std::string CheckSender(const Request& request) {
     if (!Matches(request.Header("user-agent"), kAgentShape)) {
@@ -160,6 +148,17 @@ std::string CheckValues(const Expectations& expectations, const Request& request
     return "";
 }
 
+std::string CheckDocument(const Expectations& expectations, Request& request) {
+    std::string complaint = DecodeBody(request);
+    if (complaint.empty()) {
+        complaint = ReadElements(request);
+    }
+    if (complaint.empty()) {
+        complaint = CheckOrder(request);
+    }
+    return complaint.empty() ? CheckValues(expectations, request) : complaint;
+}
+
 }  // namespace
 
 std::string Request::Element(const std::string& name) const {
@@ -180,20 +179,28 @@ std::string Request::Header(const std::string& name) const {
     return found == headers.end() ? "" : found->second;
 }
 
+bool LacksModule(const Request& request) {
+    return request.Header("algo-id") == kNoModule;
+}
+
+std::string Md5Of(const std::string& text) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned size = 0;
+    EVP_Digest(text.data(), text.size(), digest, &size, EVP_md5(), nullptr);
+    std::string hex;
+    for (unsigned i = 0; i < size; ++i) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        hex += kDigits[digest[i] >> 4];
+        hex += kDigits[digest[i] & 15];
+    }
+    return hex;
+}
+
 void CheckPortalRequest(const Expectations& expectations, Request& request) {
     // The document is read even after a wrong header, so that the record shows what was sent.
     const std::string sender = CheckSender(request);
     const std::string headers = CheckHeaders(expectations, request);
-    std::string document = DecodeBody(request);
-    if (document.empty()) {
-        document = ReadElements(request);
-    }
-    if (document.empty()) {
-        document = CheckOrder(request);
-    }
-    if (document.empty()) {
-        document = CheckValues(expectations, request);
-    }
+    const std::string document = LacksModule(request) ? "" : CheckDocument(expectations, request);
     request.complaint = !sender.empty() ? sender : !headers.empty() ? headers : document;
 }
 

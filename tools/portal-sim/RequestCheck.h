@@ -39,6 +39,12 @@ struct Expectations {
     std::set<std::string> tickets;  // every ticket that a request may name
 };
 
+// Whether the client says that it has no algorithm module. Nothing it sends can then be decoded.
+bool LacksModule(const Request& request);
+
+// The checksum of a body, in lower-case hexadecimal digits.
+std::string Md5Of(const std::string& text);
+
 // Decodes the body with the module that the request names, reads its elements and judges the whole request:
 // headers, checksum, document, values. Fills `document`, `elements` and `complaint`.
 void CheckPortalRequest(const Expectations& expectations, Request& request);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <regex>
 #include <string>
 #include <thread>
 
@@ -17,6 +18,8 @@ constexpr char kUsage[] =
     "Plays the campus portal. LINE is one line of a scenario file, such as \"account 13800000001 secret\".\n"
     "More lines may be typed while it runs. Without --listen it serves on 127.0.0.1:8080.\n";
 
+constexpr int kHighestPort = 65535;
+
 struct Options {
     std::string host = "127.0.0.1";
     int port = 8080;
@@ -24,34 +27,47 @@ struct Options {
 };
 
 [[noreturn]] void Fail(const std::string& message) {
+    std::cerr << "portal-sim: " << message << "\n";
+    std::exit(EXIT_FAILURE);
+}
+
+[[noreturn]] void RefuseUsage(const std::string& message) {
     std::cerr << "portal-sim: " << message << "\n" << kUsage;
     std::exit(EXIT_FAILURE);
 }
 
-void ApplyOrFail(const std::string& line, Options& options) {
+// `origin` tells where the line stands.
+void ApplyOrFail(const std::string& line, const std::string& origin, Options& options) {
     std::string fault;
     if (!portal_sim::ApplyLine(line, options.scenario, fault)) {
-        Fail(fault);
+        Fail(origin + ": " + fault);
     }
 }
 
 void ReadScenarioFile(const std::string& path, Options& options) {
     std::ifstream file(path);
-    if (!file) {
-        Fail("the scenario file " + path + " cannot be read");
-    }
+    int number = 0;
     for (std::string line; std::getline(file, line);) {
-        ApplyOrFail(line, options);
+        ApplyOrFail(line, path + ":" + std::to_string(++number), options);
+    }
+    if (!file.is_open() || file.bad()) {  // a folder can be opened, but not read
+        Fail(path + ": the scenario file cannot be read");
     }
 }
 
+// HOST:PORT; an IPv6 address may stand in brackets.
 void ReadListenAddress(const std::string& text, Options& options) {
-    const size_t colon = text.rfind(':');
-    if (colon == std::string::npos) {
-        Fail("--listen needs HOST:PORT");
+    std::smatch parts;
+    static const std::regex form(R"((\[(.+)\]|(.+)):([0-9]{1,5}))");
+    if (!std::regex_match(text, parts, form)) {
+        RefuseUsage("--listen needs HOST:PORT, not " + text);
     }
-    options.host = text.substr(0, colon);
-    options.port = std::atoi(text.c_str() + colon + 1);
+    options.host = parts[2].matched ? parts[2] : parts[3];
+    options.port = std::stoi(parts[4]);
+    if (options.port > kHighestPort) {
+        RefuseUsage("the port is one of 0 (any that is free) to " + std::to_string(kHighestPort) + ", not " +
+                    parts[4].str());
+    }
 }
 
 Options ReadOptions(int argc, char** argv) {
@@ -63,7 +79,7 @@ Options ReadOptions(int argc, char** argv) {
             std::exit(EXIT_SUCCESS);
         }
         if (i + 1 == argc) {
-            Fail(flag + " is not known or needs a value");
+            RefuseUsage(flag + " is not known or needs a value");
         }
         const std::string value = argv[++i];
         if (flag == "--listen") {
@@ -71,9 +87,9 @@ Options ReadOptions(int argc, char** argv) {
         } else if (flag == "--scenario") {
             ReadScenarioFile(value, options);
         } else if (flag == "--set") {
-            ApplyOrFail(value, options);
+            ApplyOrFail(value, flag, options);
         } else {
-            Fail(flag + " is not known");
+            RefuseUsage(flag + " is not known");
         }
     }
     return options;
@@ -104,7 +120,8 @@ int main(int argc, char** argv) {
     portal_sim::PortalSim sim(options.scenario,
                               [](const std::string& line) { std::cout << line << std::endl; });
     if (!sim.Start(options.host, options.port)) {
-        Fail(options.host + ":" + std::to_string(options.port) + " cannot be served on");
+        Fail(options.host + ":" + std::to_string(options.port) +
+             " cannot be served on: the port is taken, or the host is none of this machine");
     }
     std::cout << "probe address: " << sim.ProbeUrl() << std::endl;
     // Left to itself at the end: a read from a terminal cannot be called off.
