@@ -28,6 +28,7 @@ constexpr int kRequestRedirected = 150010;
 constexpr int kProbeFailed = 150101;
 constexpr int kLoginExchangeFailed = 150102;
 constexpr int kTicketExchangeFailed = 150103;
+constexpr int kLogoutExchangeFailed = 150105;  // of the link, but no report carries it
 constexpr int kTicketBodyEmpty = 150106;
 constexpr int kAddressesUnavailable = 150107;
 constexpr int kKeepAliveFailed = 150108;

@@ -1,118 +1,130 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <fstream>
 
 #include "FrontEnd.h"
+#include "ReportText.h"
 #include "ReportWords.h"
+#include "RunProgram.h"
 #include "ServiceProcess.h"
 #include "TemporaryFolder.h"
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 using testing::HasSubstr;
 
 namespace {
-
-constexpr milliseconds kShort(50);
 
 std::string State(const std::string& parameters) {
     return "<M><OpC>NetStateMessageResp</OpC><P>" + parameters + "</P></M>";
 }
 
-// Runs the program and answers its exit status; `output` holds what it printed on both streams.
 int Client(const std::string& arguments, std::string& output) {
-    FILE* pipe = popen((PIPE_CLIENT " " + arguments + " 2>&1").c_str(), "r");
-    char line[1024];
-    for (output.clear(); fgets(line, sizeof(line), pipe) != nullptr;) {
-        output += line;
-    }
-    return WEXITSTATUS(pclose(pipe));
+    return RunProgram("'" PIPE_CLIENT "' --timeout 1 " + arguments, output);
 }
 
 }  // namespace
 
-TEST(FrontEnd, SendsTextsAndPutsReportsTogether) {
-    TemporaryFolder folder;
-    EXPECT_FALSE(FrontEnd(".").Connect(kShort)) << "no FIFO";
-    ASSERT_EQ(0, mkfifo("serverpipe", 0600));
-    EXPECT_FALSE(FrontEnd(".").Connect(kShort)) << "the FIFO of a service that is gone";
-    ASSERT_TRUE(folder.Has("clientpipe")) << "the service would not see another one";
-    const int toFrontEnd = open("serverpipe", O_RDWR);  // does not wait for a reader
-    const int fromFrontEnd = open("clientpipe", O_RDONLY | O_NONBLOCK);
-    FrontEnd frontEnd(".");
-    ASSERT_TRUE(frontEnd.Connect(seconds(5)));
-
-    EXPECT_TRUE(frontEnd.Login("a&b", "<%s>"));
-    char bytes[4096] = {};
-    EXPECT_GT(read(fromFrontEnd, bytes, sizeof(bytes)), 0);
-    EXPECT_STREQ(
-        "<M><OpS>client</OpS><OpT>Portal</OpT><OpC>PortalConnect</OpC>"
-        "<P><user>a&amp;b</user><password>&lt;%s&gt;</password></P></M>",
-        bytes);
-
-    const std::string connected = State("<newState>2</newState>");
-    const std::string rest =
-        connected.substr(20) + '\0' + State("<newState>3</newState><ErrorCode>42</ErrorCode>") + '\0' + "<M";
-    EXPECT_EQ(20, write(toFrontEnd, connected.data(), 20));
-    EXPECT_FALSE(frontEnd.Receive(kShort));
-    EXPECT_EQ(static_cast<ssize_t>(rest.size()), write(toFrontEnd, rest.data(), rest.size()));
-    EXPECT_TRUE(frontEnd.AwaitState(INetConn::ES_CONNECTED, seconds(5)));
-    EXPECT_TRUE(frontEnd.AwaitState(INetConn::ES_CONNECTED, kShort)) << "is so already";
-    EXPECT_FALSE(frontEnd.AwaitState(INetConn::ES_DISCONNECTED, kShort));
-    EXPECT_EQ(42, frontEnd.Received().back().errorCode);
-    EXPECT_FALSE(frontEnd.IsServiceGone());
-    close(toFrontEnd);
-    EXPECT_FALSE(frontEnd.Receive(seconds(5)));
-    EXPECT_TRUE(frontEnd.IsServiceGone());
-    close(fromFrontEnd);
-}
-
-TEST(ReportWords, NameStatesAndCodes) {
+TEST(ReportText, IsReadable) {
     const std::pair<std::string, const char*> rows[] = {
-        {State("<oldState>1</oldState><newState>2</newState><ErrorCode>1</ErrorCode>"),
-         "connecting -> connected, code 1 (done)"},
-        {State("<newState>3</newState><ErrorCode>140105</ErrorCode><subErrCode>11</subErrCode>"),
-         "none -> connectfail, code 140105 (refused by the portal with code 105), subErrCode 11"},
-        {State("<newState>77</newState><ErrorCode>-5</ErrorCode>"), "none -> 77, code -5"},
-        {"<M><OpC>SetValue</OpC></M>", "<M><OpC>SetValue</OpC></M>"},
-        {"no markup %s", "no markup %s"},
+        {State("<newState>3</newState><ErrorCode>140017</ErrorCode><subErrCode>11</subErrCode>"),
+         "none -> connectfail, code 140017 (the portal answered with its error 17), subErrCode 11"},
+        {State("<newState>77</newState><ErrorCode>-5</ErrorCode><extern>\xD6\xD0\x1B[1m</extern>"),
+         "none -> 77, code -5, extern \u4E2D?[1m"},
+        {"<a>\xD6\xD0</a><b>\u4E2D\xC2\x9B </b><c>\xFF.</c>", "<a>\u4E2D</a><b>\u4E2D? </b><c>?.</c>"},
     };
     for (const auto& [envelope, expected] : rows) {
         EXPECT_EQ(expected, DescribeReport(Report(envelope)));
     }
-    EXPECT_EQ(INetConn::ES_PRECONNECTED, StateByName("preconnected"));
-    EXPECT_FALSE(StateByName("2"));
 }
 
-TEST(PipeClient, RefusesWhatItDoesNotUnderstand) {
-    TemporaryFolder folder;
-    std::string output;
-    for (const char* arguments : {"", "start dance", "login account", "--timeout 0 start",
-                                  "--timeout 1x start", "--timeout 99999999999 start", "--other start"}) {
-        EXPECT_EQ(2, Client(arguments, output)) << arguments;
-        EXPECT_THAT(output, HasSubstr("Usage: "));
+TEST(ReportWords, StandInTheDocument) {
+    std::vector<ReportWord> words(std::begin(kStateWords), std::end(kStateWords));
+    words.insert(words.end(), std::begin(kCodeWords), std::end(kCodeWords));
+    std::ifstream file(CODES_DOCUMENT);
+    std::string rows;
+    size_t count = 0;
+    for (std::string line; std::getline(file, line);) {
+        count += line.find(" | `") != std::string::npos ? 1 : 0;
+        rows += line + "\n";
     }
-    EXPECT_FALSE(folder.Has("clientpipe"));
+    for (const ReportWord& word : words) {
+        const std::string row = "\n| " + std::to_string(word.number) + " | `" + word.name + "` | ";
+        EXPECT_THAT(rows, HasSubstr(row + word.words + " | "));
+    }
+    EXPECT_THAT(rows, HasSubstr("| 140000 + n | `" + CodeName(140017) + "` | "));
+    EXPECT_EQ(words.size() + 1, count) << "rows of the document, with the one for 140000 + n";
+}
+
+TEST(PipeClient, SaysWhatIsWrongWithACommandLine) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"start dance", "there is no command dance"},
+        {"login account", "login needs ACCOUNT PASSWORD"},
+        {"expect somewhere", "there is no state somewhere"},
+        {"login account - </dev/null", "standard input ends"},
+        {"--timeout 1x start", "not 1x"},
+    };
+    std::string output;
+    for (const auto& [arguments, message] : rows) {
+        EXPECT_EQ(2, Client(arguments, output)) << arguments;
+        EXPECT_THAT(output, HasSubstr(message));
+    }
+    EXPECT_EQ(0, Client("--help 2>/dev/null", output));
+    EXPECT_THAT(output, HasSubstr("Usage: "));
 }
 
 // Without a portal the check fails, whatever the network of this machine is like.
 TEST(PipeClient, DrivesTheServiceAndComesBackToIt) {
     TemporaryFolder folder;
     std::string output;
-    EXPECT_EQ(3, Client("--timeout 1 start", output));
+    EXPECT_EQ(3, Client("start", output));
+    ASSERT_EQ(0, mkfifo("serverpipe", 0600));  // as a killed service leaves it
+    EXPECT_EQ(3, Client("start", output));
+    EXPECT_FALSE(folder.Has("clientpipe"));
     folder.Write("conf/conf.xml",
                  "<settings><redirect>http://127.0.0.1:1/</redirect>"
                  "<redirectipv6>http://127.0.0.1:1/</redirectipv6></settings>");
     const ServiceProcess service;
-    EXPECT_EQ(1, Client("--dir . start check", output));
+    EXPECT_EQ(1, Client("--timeout 10 start check", output));
     EXPECT_THAT(output, HasSubstr("<OpC>ClientStartComplete</OpC>"));
     EXPECT_THAT(output, HasSubstr("preconnecting -> preconnectfail, code "));
-    EXPECT_EQ(0, Client("start expect preconnectfail", output));
-    EXPECT_EQ(3, Client("--timeout 1 send Dance '<step>1</step>' expect connected", output));
+    EXPECT_EQ(0, Client("--timeout 10 start expect preconnectfail", output));
+    EXPECT_EQ(3, Client("send Dance '<step>1</step>' expect connected", output));
     EXPECT_THAT(output, HasSubstr("nothing came in time"));
-    EXPECT_EQ(2, Client("expect somewhere", output));
+    FrontEnd frontEnd(".");
+    ASSERT_TRUE(frontEnd.Connect(std::chrono::seconds(5)));
+    kill(service.Pid(), SIGKILL);
+    EXPECT_FALSE(frontEnd.Receive(std::chrono::seconds(5)));
+    EXPECT_TRUE(frontEnd.IsServiceGone());
+}
+
+// The test plays the service: what a command sends, and what it makes of several or long reports.
+TEST(PipeClient, TellsTheOutcomeOfACommand) {
+    const std::string value =
+        '\0' + std::string("<M><OpC>SetValue</OpC><P>") + std::string(5000, 'v') + "</P></M>" + '\0';
+    const std::tuple<std::string, std::string, int, const char*, const char*> rows[] = {
+        {"start", State("<newState>31</newState>") + value + State("<newState>2</newState>"), 0,
+         "-> connected", "Start"},
+        {"check", State("<type>0</type><newState>2</newState>"), 1, "network is open", "CheckEnv"},
+        {"login '<a' - <password", State("<newState>2</newState><ErrorCode>1</ErrorCode>"), 0, "(done)",
+         "<user>&lt;a</user><password>%s1</password>"},
+    };
+    for (const auto& [command, reports, status, printed, operation] : rows) {
+        TemporaryFolder folder;
+        folder.Write("password", "%s1\r\nrest\n");
+        ASSERT_EQ(0, mkfifo("serverpipe", 0600) + mkfifo("clientpipe", 0600));
+        const int toFrontEnd = open("serverpipe", O_RDWR);  // does not wait for a reader
+        const int fromFrontEnd = open("clientpipe", O_RDWR | O_NONBLOCK);
+        EXPECT_GT(write(toFrontEnd, reports.c_str(), reports.size() + 1), 0);
+        std::string output;
+        EXPECT_EQ(status, Client(command, output)) << command;
+        EXPECT_THAT(output, HasSubstr(printed));
+        char sent[4096] = {};
+        EXPECT_GT(read(fromFrontEnd, sent, sizeof(sent)), 0);
+        EXPECT_THAT(sent, HasSubstr(operation));
+        close(toFrontEnd);
+        close(fromFrontEnd);
+    }
 }

@@ -17,7 +17,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = FrontEnd::Milliseconds;
 
-constexpr char kName[] = "client";  // signs what is sent
+constexpr char kName[] = "client";        // signs what is sent
+constexpr char kOpenNetworkType[] = "0";  // INetConn::ET_UNKNOWN, as it stands in a report
 constexpr Milliseconds kOpenPause(20);
 constexpr size_t kReadSize = 4096;
 
@@ -48,6 +49,17 @@ int OpenBy(const std::string& path, int direction, Clock::time_point end) {
     return descriptor;
 }
 
+// Whether something of that name is there by `end`.
+bool AppearsBy(const std::string& path, Clock::time_point end) {
+    while (access(path.c_str(), F_OK) != 0) {
+        if (Clock::now() >= end) {
+            return false;
+        }
+        std::this_thread::sleep_for(kOpenPause);
+    }
+    return true;
+}
+
 Milliseconds TimeUntil(Clock::time_point end) {
     return std::max(Milliseconds(0), std::chrono::ceil<Milliseconds>(end - Clock::now()));
 }
@@ -74,6 +86,10 @@ bool Report::IsState() const {
     return opcode == ClientReport::kNetState;
 }
 
+bool Report::IsOpenNetwork() const {
+    return IsState() && newState == INetConn::ES_CONNECTED && Parameter("type") == kOpenNetworkType;
+}
+
 std::string Report::Parameter(const char* name) const {
     CXMLOpt document(text.c_str());
     return document.GetValue(CAutoString("P.") + name).GetText();
@@ -91,13 +107,24 @@ FrontEnd::~FrontEnd() {
 // The service opens "serverpipe" first and waits for a reader, then "clientpipe" and waits for a writer.
 // Opening them in the same order is what keeps both from waiting for ever. Once each could be opened for a
 // moment the service stands at the other ends, and opening them for good does not wait.
+//
+// A working service is one that reads "clientpipe": "serverpipe" may be what a killed one left. The FIFO that
+// was made for a service that is none is removed; one that was found belongs to somebody.
 bool FrontEnd::Connect(Milliseconds timeOut) {
     const auto end = Clock::now() + timeOut;
-    (void)CreateNamedPipeInServer(m_toService.c_str(),
-                                  nullptr);  // the one of an earlier front end is as good
+    if (!AppearsBy(m_fromService, end)) {
+        return false;
+    }
+    const bool isOwn = CreateNamedPipeInServer(m_toService.c_str(), nullptr) == 0;
     const Descriptor reader(OpenBy(m_fromService, O_RDONLY, end));
     const Descriptor writer(OpenBy(m_toService, O_WRONLY, end));
-    return reader.IsOpen() && writer.IsOpen() && OpenNamePipeClient(m_fromService.c_str()) == 0;
+    if (reader.IsOpen() && writer.IsOpen()) {
+        return OpenNamePipeClient(m_fromService.c_str()) == 0;
+    }
+    if (isOwn) {
+        (void)unlink(m_toService.c_str());  // somebody else may have removed it
+    }
+    return false;
 }
 
 bool FrontEnd::Send(const char* opcode, const std::string& parameters) {

@@ -14,6 +14,8 @@ struct Report {
     explicit Report(const std::string& envelope);
 
     bool IsState() const;
+    // Whether it says that this network needs no login.
+    bool IsOpenNetwork() const;
     // The text of the element `name` below the parameters; empty when there is none.
     std::string Parameter(const char* name) const;
 
@@ -41,7 +43,8 @@ class FrontEnd : private CPipeService {
     // Called with every report when it is received.
     void SetListener(std::function<void(const Report&)> listener) { m_listener = std::move(listener); }
 
-    // Waits until the service has opened both FIFOs. False when it has not by then.
+    // Waits until the service has opened both FIFOs. False when it has not by then; nothing is left behind
+    // where no service works.
     bool Connect(Milliseconds timeOut);
     // False when the service is gone. `parameters` is a piece of XML.
     bool Send(const char* opcode, const std::string& parameters = "");
