@@ -19,6 +19,15 @@ cores() {
     getconf _NPROCESSORS_ONLN
 }
 
+# expect_test_presets NAME...: each has to be a preset with tests.
+expect_test_presets() {
+    local known name
+    known=$(cmake --list-presets=test | sed -n 's/^ *"\([^"]*\)".*/\1/p' | tr '\n' ' ')
+    for name in "$@"; do
+        [[ " $known" == *" $name "* ]] || die "there is no preset $name" "choose from: $known"
+    done
+}
+
 # preset_for NAME: the preset to use; in CI the variant in which every warning is an error.
 preset_for() {
     if [ "${CI:-}" != true ]; then
