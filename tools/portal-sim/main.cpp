@@ -1,12 +1,13 @@
 // The portal as a program: serves until it is interrupted, prints a line per request, and takes scenario
 // lines from the command line, from a file and, while it runs, from standard input.
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <regex>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "PortalSim.h"
@@ -57,16 +58,19 @@ void ReadScenarioFile(const std::string& path, Options& options) {
 
 // HOST:PORT; an IPv6 address may stand in brackets.
 void ReadListenAddress(const std::string& text, Options& options) {
-    std::smatch parts;
-    static const std::regex form(R"((\[(.+)\]|(.+)):([0-9]{1,5}))");
-    if (!std::regex_match(text, parts, form)) {
+    const size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0 || text.find("[]") == 0) {
         RefuseUsage("--listen needs HOST:PORT, not " + text);
     }
-    options.host = parts[2].matched ? parts[2] : parts[3];
-    options.port = std::stoi(parts[4]);
-    if (options.port > kHighestPort) {
+    options.host = text.substr(0, colon);
+    if (options.host.front() == '[' && options.host.back() == ']') {
+        options.host = options.host.substr(1, options.host.size() - 2);
+    }
+    const char* end = text.c_str() + text.size();
+    const auto [next, error] = std::from_chars(text.c_str() + colon + 1, end, options.port);
+    if (error != std::errc() || next != end || options.port < 0 || options.port > kHighestPort) {
         RefuseUsage("the port is one of 0 (any that is free) to " + std::to_string(kHighestPort) + ", not " +
-                    parts[4].str());
+                    text.substr(colon + 1));
     }
 }
 
