@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "ConsoleText.h"
+#include "RelaxedAccess.h"
 #include "comm.h"
 #include "guard.h"
 
@@ -178,12 +179,14 @@ int CPipeService::OpenOutgoing() {
     if (m_pipeName == nullptr) {
         return -1;
     }
-    m_fdServer = OpenOwnFifo(m_pipeName);
-    if (m_fdServer < 0) {
+    const int opened = OpenOwnFifo(m_pipeName);
+    if (opened < 0) {
         return -1;
     }
-    (void)fcntl(m_fdServer, F_SETFL, O_WRONLY | O_NONBLOCK);  // an open FIFO takes it
-    m_bIsopenPipe = true;
+    (void)fcntl(opened, F_SETFL, O_WRONLY | O_NONBLOCK);  // an open FIFO takes it
+    CLockGuard<GLockObj> guard(m_pipeLock);
+    m_fdServer = opened;
+    WriteRelaxed(m_bIsopenPipe, true);
     return 0;
 }
 
@@ -241,7 +244,7 @@ void CPipeService::DoMessage(CAutoString text) {
 }
 
 int CPipeService::WritePipe(const char* text) {
-    if (!m_bIsopenPipe) {
+    if (!ReadRelaxed(m_bIsopenPipe)) {
         return 0;
     }
     CLockGuard<GLockObj> guard(m_pipeLock);

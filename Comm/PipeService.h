@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 
@@ -76,10 +75,10 @@ class CPipeService : public CMsgEngine {
 
     // Fixed once the link is set up.
     IPipeCallback* m_pCallback = nullptr;
-    const char* m_pipeName = nullptr;         // the outgoing FIFO
-    int m_fdServer = -1;                      // the outgoing FIFO
-    int m_fdClient = -1;                      // the incoming FIFO
-    std::atomic<bool> m_bIsopenPipe = false;  // set last: whoever sees it may write to m_fdServer
+    const char* m_pipeName = nullptr;  // the outgoing FIFO
+    int m_fdServer = -1;               // the outgoing FIFO; guarded by m_pipeLock
+    int m_fdClient = -1;               // the incoming FIFO
+    bool m_bIsopenPipe = false;        // whether messages go out, read without the lock (RelaxedAccess.h)
 
     MutexLock m_pipeLock;      // held by set-up and by each write
     bool m_isStalled = false;  // the last write gave up on a full FIFO; guarded by m_pipeLock
