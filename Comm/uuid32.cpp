@@ -32,14 +32,6 @@ struct Generator {
 
 Generator g_generator;
 
-uint32_t PseudoRand() {
-    timeval now = {};
-    gettimeofday(&now, nullptr);
-    const auto milliseconds = static_cast<uint32_t>(now.tv_usec / 1000);
-    srand(milliseconds ^ ((static_cast<uint32_t>(now.tv_sec) & 0xFFFF) + milliseconds));
-    return static_cast<uint32_t>(rand());
-}
-
 // Counts in tenths of microseconds but moves on only once a millisecond, and wraps after seven minutes.
 uint32_t CurrentTime() {
     timeval now = {};
@@ -50,12 +42,12 @@ uint32_t CurrentTime() {
 }
 
 void Initialise(uint32_t time) {
-    const uint32_t random = PseudoRand();
+    const uint32_t random = pseudo_rand();
     g_generator.timestamp = time;
     g_generator.advance = 0;
     g_generator.clockseq = static_cast<uint16_t>(random >> 16);
     g_generator.node_high = static_cast<uint16_t>((random & 0xFFFF) | kMulticastBit);
-    g_generator.node_low = PseudoRand();
+    g_generator.node_low = pseudo_rand();
     g_generator.initialized = true;
 }
 
@@ -90,6 +82,14 @@ uint32_t Load(const uint8_t* bytes) {
 }
 
 }  // namespace
+
+uint32_t pseudo_rand() {
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    const auto milliseconds = static_cast<uint32_t>(now.tv_usec / 1000);
+    srand(milliseconds ^ ((static_cast<uint32_t>(now.tv_sec) & 0xFFFF) + milliseconds));
+    return static_cast<uint32_t>(rand());
+}
 
 void uuid_create(_uuid_t* uuid) {
     assert(uuid != nullptr);
