@@ -12,7 +12,7 @@ constexpr long kStalledSeconds = 5;  // a line that moves less for this long has
 
 // Opens the file so that what arrives goes behind what is there.
 FileOwner OpenForAppending(const char* path) {
-    FileOwner file(fopen(path, "a+b"));
+    FileOwner file(fopen(path, "a+be"));
     if (file != nullptr) {
         fseek(file.get(), 0, SEEK_END);
     }
@@ -22,7 +22,7 @@ FileOwner OpenForAppending(const char* path) {
 }  // namespace
 
 long CCurlHttp::GetLocalFileLenth(const char* path) {
-    FileOwner file(fopen(path, "rb"));
+    FileOwner file(fopen(path, "rbe"));
     if (file == nullptr || fseek(file.get(), 0, SEEK_END) != 0) {
         return 0;
     }
