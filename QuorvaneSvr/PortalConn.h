@@ -245,6 +245,7 @@ class CPortalConn : public INetConn {
     void ReportPortalError(ESTATE oldState, ESTATE newState, const Exchange& exchange);
     void ReportAccountRefused(const Exchange& exchange);
     int FinishLogout();
+    void ForgetServers();
     int JudgeLogoutFailure(const Exchange& exchange);
 
     // Keep-alive and state check.

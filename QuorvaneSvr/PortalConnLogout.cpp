@@ -26,7 +26,7 @@ int CPortalConn::DisConnect(const char* reason) {
     Post(QuorvaneSvr::term, record.strTermUrl, body, RequestTimeOut::kStandard, exchange);
     if (m_host.IsPortalEnv() == 0) {
         SetConnCfg(0);
-        m_pushedServers.GiveBack();  // they are those of a network that has been left
+        ForgetServers();  // they are those of a network that has been left
         return PortalResult::kNegative;
     }
     return exchange.result == PortalResult::kSuccess ? FinishLogout() : JudgeLogoutFailure(exchange);
@@ -58,9 +58,16 @@ int CPortalConn::JudgeLogoutFailure(const Exchange& exchange) {
 int CPortalConn::FinishLogout() {
     SetConnCfg(0);
     m_lastOffline = ProcessorSeconds();
-    m_pushedServers.GiveBack();
+    ForgetServers();
     NetStateChange(ES_DISCONNECTING, ES_DISCONNECTED, StateCode::kSuccess, "");
     return PortalResult::kSuccess;
+}
+
+// The next login may be one that the state check finds, such as by QR code. An answer of that check which
+// names no servers keeps those that are known, and they must not be the ones of this session.
+void CPortalConn::ForgetServers() {
+    m_pushedServers.GiveBack();
+    m_pPortalConf->m_strDNS.Empty();
 }
 
 void CPortalConn::Destroy() {

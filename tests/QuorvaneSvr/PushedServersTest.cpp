@@ -233,8 +233,11 @@ TEST_F(PushedServers, BelongToTheirSession) {
     change("");
     portal.LogIn();
     EXPECT_EQ(Content(), kFiles[2].text) << "a login without servers gives the file back";
+    change(kFirst);
+    portal.LogIn();
     ASSERT_EQ(portal.engine.DisConnect("1"), 1);
     EXPECT_EQ(Content(), kFiles[2].text);
+    EXPECT_TRUE(portal.Record().m_strDNS.IsEmpty()) << "or a state check would push them again";
 }
 
 TEST_F(PushedServers, OnlyALackOfRightsFailsTheLogin) {
