@@ -126,6 +126,7 @@ void CClientCommand::DealConnectedMsg(CXMLOpt& /*document*/) {
     promptShown = true;
     printf("If you want go to offline, Please enter [y]:\n");
     (void)fflush(stdout);  // as above
+    (void)fflush(stdin);   // no effect unless somebody reads standard input
 }
 
 void CClientCommand::DealConnectFailMsg(CXMLOpt& document) {
