@@ -1,6 +1,7 @@
 // While logged in: the pulses that prove our presence, and the question whether the login still stands.
 #include <limits>
 
+#include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
@@ -106,6 +107,7 @@ int CPortalConn::TakeState(const CHttpData& answer) {
         (void)SetDNS(dns);  // a login that stands is kept without the servers, too
     }
     NetStateChange(ES_CONNECTING, ES_CONNECTED, StateCode::kSuccess, "");
+    m_host.GetInfoCenter()->SyncLocalValue();
     return PortalResult::kSuccess;
 }
 
