@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <httplib.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>

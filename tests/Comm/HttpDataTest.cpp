@@ -83,15 +83,4 @@ TEST(HttpData, OverlongAddressIsNone) {
     }
 }
 
-TEST(HttpData, CutPagesGiveNoBrokenAddress) {
-    for (const std::string& page : {kMeta, kScript}) {
-        for (size_t length = 0; length <= page.size(); ++length) {
-            const std::string address = Redirect(200, "", page.substr(0, length));
-            EXPECT_TRUE(address == "http://p/m?a=1" || address == "http://p/s?a=1" ||
-                        (address.empty() && length < page.size()))
-                << page.substr(0, length);
-        }
-    }
-}
-
 }  // namespace

@@ -181,19 +181,3 @@ TEST_F(PipeService, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
     EXPECT_EQ(1, m_service.WritePipe("found"));
     EXPECT_EQ(FrontEndReads(6), std::string("found\0", 6));
 }
-
-TEST(PipeServiceFifo, RemovesItsFifoAndNothingElse) {
-    TemporaryFolder folder;
-    folder.Write("left", "by somebody else");
-    {
-        CPipeService fresh;
-        EXPECT_EQ(0, fresh.CreateNamedPipeInServer("serverpipe", nullptr));
-        CPipeService reused;
-        EXPECT_EQ(-1, reused.CreateNamedPipeInServer("left", nullptr));
-        EXPECT_EQ(-1, CPipeService().OpenNamePipeServer("clientpipe"));
-        EXPECT_EQ(-1, CPipeService().LoopMsg());
-    }
-    EXPECT_FALSE(folder.Has("serverpipe"));
-    EXPECT_TRUE(folder.Has("left"));
-    EXPECT_NE(-1, fcntl(STDIN_FILENO, F_GETFD)) << "closed a descriptor that it never opened";
-}

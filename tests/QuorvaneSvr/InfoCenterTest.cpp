@@ -1,11 +1,9 @@
 #include "InfoCenter.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -23,12 +21,6 @@ namespace {
 constexpr char kSettings[] = "conf/conf.xml";
 constexpr char kAnyBroken[] = "conf/conf.xml.broken-";
 
-bool IsAsleep(pid_t thread) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string line;
-    return std::getline(stat, line) && line.find(") S ") != std::string::npos;
-}
-
 // What happens while something is forced to the disk.
 std::function<void()> g_duringSync;
 
@@ -45,6 +37,10 @@ class InfoCenter : public testing::Test {
     }
     std::string OnDisk(const char* key) {
         return CXMLOpt(m_folder.Read(kSettings).c_str()).GetValue(key).GetText();
+    }
+    bool IsAsleep(pid_t thread) {
+        return m_folder.Read("/proc/self/task/" + std::to_string(thread) + "/stat").find(") S ") !=
+               std::string::npos;
     }
     static std::vector<std::string> Broken() { return CFileUtil::FindFiles(kAnyBroken, "*"); }
 

@@ -1,7 +1,6 @@
 #include "PortalParser.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>

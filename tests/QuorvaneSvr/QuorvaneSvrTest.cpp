@@ -30,12 +30,7 @@ class QuorvaneSvrTest : public testing::Test {
 }  // namespace
 
 TEST_F(QuorvaneSvrTest, EndsBeforeAnythingElse) {
-    const struct {
-        std::string processId;
-        std::vector<std::string> arguments;
-        int status;
-        const char* output;
-    } rows[] = {
+    const std::tuple<std::string, std::vector<std::string>, int, const char*> rows[] = {
         {std::to_string(getpid()) + "\n", {}, 255, ""},
         {"", {"--version"}, 0, "QuorvaneSvr 1."},
         {"", {"--help"}, 0, "usage: QuorvaneSvr [ACCOUNT PASSWORD]\n"},

@@ -1,7 +1,6 @@
 #include "UserInfo.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "InfoCenter.h"
 #include "TemporaryFolder.h"

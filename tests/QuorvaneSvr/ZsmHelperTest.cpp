@@ -217,7 +217,6 @@ TEST_F(ZsmHelperTest, SurvivesAndReportsModulesThatMisbehave) {
         {"refused", "(null)", " zsm Prepare err 5\n"},
         {"grows", "(null)", " zsm Prepare err -1\n"},
         {"huge", "(null)", " zsm Prepare err -1\n"},
-        {"no callback", "", ""},
         {"null text", "", ""},
         {"unterminated", "xxx", ""},
     };

@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "Sandbox.h"
@@ -17,11 +18,8 @@ constexpr char kTried[] = "QUORVANE_SANDBOX_TRIED";  // in the environment of th
 void EnterSandbox(int argc, char** argv) {
     char script[] = QUORVANE_SANDBOX_SCRIPT;
     char orPlain[] = "--or-plain";
-    char self[PATH_MAX] = "";
-    if (readlink("/proc/self/exe", self, sizeof(self) - 1) == -1) {
-        return;
-    }
-    std::vector<char*> arguments = {script, orPlain, self};
+    std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    std::vector<char*> arguments = {script, orPlain, self.data()};
     arguments.insert(arguments.end(), argv + 1, argv + argc);
     arguments.push_back(nullptr);
     setenv(kTried, "1", 1);

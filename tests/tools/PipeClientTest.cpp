@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "FrontEnd.h"
 #include "ReportText.h"
 #include "ReportWords.h"
@@ -41,21 +39,14 @@ TEST(ReportText, IsReadable) {
 }
 
 TEST(ReportWords, StandInTheDocument) {
+    const std::string document = TemporaryFolder().Read(CODES_DOCUMENT);
     std::vector<ReportWord> words(std::begin(kStateWords), std::end(kStateWords));
     words.insert(words.end(), std::begin(kCodeWords), std::end(kCodeWords));
-    std::ifstream file(CODES_DOCUMENT);
-    std::string rows;
-    size_t count = 0;
-    for (std::string line; std::getline(file, line);) {
-        count += line.find(" | `") != std::string::npos ? 1 : 0;
-        rows += line + "\n";
-    }
     for (const ReportWord& word : words) {
         const std::string row = "\n| " + std::to_string(word.number) + " | `" + word.name + "` | ";
-        EXPECT_THAT(rows, HasSubstr(row + word.words + " | "));
+        EXPECT_THAT(document, HasSubstr(row + word.words + " | "));
     }
-    EXPECT_THAT(rows, HasSubstr("| 140000 + n | `" + CodeName(140017) + "` | "));
-    EXPECT_EQ(words.size() + 1, count) << "rows of the document, with the one for 140000 + n";
+    EXPECT_THAT(document, HasSubstr("| 140000 + n | `" + CodeName(140017) + "` | "));
 }
 
 TEST(PipeClient, SaysWhatIsWrongWithACommandLine) {
