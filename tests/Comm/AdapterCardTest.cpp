@@ -14,24 +14,11 @@
 
 namespace {
 
-bool Shell(const std::string& command) {
-    return system(("{ " + command + "\n} >/dev/null 2>&1").c_str()) == 0;
-}
-
 // Gives the sandbox its links, addresses and routes back after each case.
 class AdapterCard : public testing::Test {
   protected:
     void SetUp() override { SKIP_OUTSIDE_SANDBOX(); }
-    void TearDown() override { Restore(); }
-
-    static void Restore() {
-        if (InSandbox()) {
-            Shell("ip link del second; ip link del campus-link-no1; ip link del \"o'brien\"");
-            Shell("ip -6 route flush default; ip -6 address flush dev campus0 scope global");
-            Shell("ip -6 address flush dev campus0 scope site; ip address flush dev campus0 scope global");
-            Shell("ip address add 192.0.2.10/24 dev campus0; ip route replace default via 192.0.2.1");
-        }
-    }
+    void TearDown() override { RestoreLinks(); }
 };
 
 // The questions of the table fill in what is "-" before.
@@ -89,7 +76,7 @@ TEST_F(AdapterCard, ReadsRoutesAndAddresses) {
         CAutoString mac = "-";
         const std::string result = std::to_string(ask(link, found, mac));
         EXPECT_EQ(result + " " + found.GetText() + " " + mac.GetText(), expected);
-        Restore();
+        RestoreLinks();
     }
 }
 

@@ -4,55 +4,35 @@
 
 #include <gmock/gmock.h>
 
-#include <cerrno>
 #include <climits>
+#include <tuple>
 #include <utility>
 
 #include "FileSizeLimit.h"
-#include "PortalCodes.h"
 #include "PortalFixture.h"
 
 using namespace portal_sim;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
-using Report = FakePortalHost::Report;
-using Reports = std::vector<Report>;
+using Reports = std::vector<StateReport>;
 using State = INetConn;
 
 namespace {
 
-Report NotReady(int code, const char* subCode = "") {
-    return {State::ES_PRECONNECTING, State::ES_PRECONNECTFAIL, code, subCode};
-}
-
-Report LoginFailed(int code, const char* subCode = "") {
-    return {State::ES_CONNECTING, State::ES_CONNECTFAIL, code, subCode};
-}
-
-const Report kLoggingIn = {State::ES_NONE, State::ES_CONNECTING, StateCode::kLoggingIn};
-const Report kLoginIntercepted = {State::ES_PRECONNECTING, State::ES_CONNECTFAIL, 150010};
-const Report kConnected = {State::ES_CONNECTING, State::ES_CONNECTED, StateCode::kSuccess};
-const Report kTicketExchangeFailed = {State::ES_NONE, State::ES_PRECONNECTING, 150103, "-4", "HttpError"};
-const Report kLoginExchangeFailed = {State::ES_NONE, State::ES_CONNECTFAIL, 150102, "-4", "HttpError"};
-const Report kKnownAccount = {State::ES_CONNECTING, State::ES_CONNECTFAIL, 150200, "1", "ConnError"};
-const Report kLoginGone = {State::ES_CONNECTED, State::ES_CONNECTFAIL, 20010004};
-const Report kLoggedOut = {State::ES_DISCONNECTING, State::ES_DISCONNECTED, StateCode::kSuccess};
+const StateReport kLoginIntercepted = {State::ES_PRECONNECTING, State::ES_CONNECTFAIL, 150010};
+const StateReport kTicketExchangeFailed = {
+    State::ES_NONE, State::ES_PRECONNECTING, 150103, "", "HttpError", "-4"};
+const StateReport kLoginExchangeFailed = {
+    State::ES_NONE, State::ES_CONNECTFAIL, 150102, "", "HttpError", "-4"};
+const StateReport kKnownAccount = {State::ES_CONNECTING, State::ES_CONNECTFAIL, 150200, "", "ConnError", "1"};
+const StateReport kLoginGone = {State::ES_CONNECTED, State::ES_CONNECTFAIL, 20010004};
 
 Answer Error(int code, const char* subError = "") {
     return Answer::Error(code, {{"Sub-Error", subError}});
 }
 
-Answer OfKind(Answer::Kind kind) {
-    Answer answer;
-    answer.kind = kind;
-    return answer;
-}
-
-const Answer kDrop = OfKind(Answer::Kind::Drop);
-const Answer kRedirect = OfKind(Answer::Kind::Redirect);
 const Answer kPage = OfKind(Answer::Kind::Page);
 const Answer kGarbage = OfKind(Answer::Kind::Garbage);
 const Answer kLastLogin = Answer::Error(105, {{"Last-Login", "1"}});
@@ -77,16 +57,10 @@ int Ask(PortalFixture& portal, Endpoint endpoint) {
 }
 
 TEST(Answers, MeanSomethingElseToEachStep) {
-    const struct {
-        const char* what;
-        Endpoint endpoint;
-        Answer answer;
-        int result;
-        Reports reports;
-    } kRows[] = {
-        {"other code", Endpoint::Ticket, Error(7, " 42 "), -1, {NotReady(140007, "42")}},
+    const std::tuple<const char*, Endpoint, Answer, int, Reports> kRows[] = {
+        {"other code", Endpoint::Ticket, Error(7, " 42 "), -1, {GettingReadyFailed(140007, "42")}},
         {"intercepted", Endpoint::Ticket, kRedirect, -8, {}},
-        {"unreadable", Endpoint::Ticket, kGarbage, -7, {NotReady(150003)}},
+        {"unreadable", Endpoint::Ticket, kGarbage, -7, {GettingReadyFailed(150003)}},
         {"too long", Endpoint::Ticket, LongDocument(), -1, {kTicketExchangeFailed}},
         {"other code", Endpoint::Login, Error(42, "7"), -1, {kLoggingIn, LoginFailed(140042, "7")}},
         {"unreadable", Endpoint::Login, kGarbage, -1, {kLoggingIn, LoginFailed(150001)}},
@@ -99,11 +73,11 @@ TEST(Answers, MeanSomethingElseToEachStep) {
         {"undecided, too", Endpoint::State, Error(301), 0, {}},
         {"login gone", Endpoint::State, Error(14), -14, {kLoginGone}},
         {"other code", Endpoint::State, Error(8), -14, {}},
-        {"version limit", Endpoint::State, Error(3), -1, {NotReady(140003)}},
+        {"version limit", Endpoint::State, Error(3), -1, {GettingReadyFailed(140003)}},
         {"intercepted", Endpoint::State, kRedirect, 0, {}},
         {"no answer", Endpoint::State, kDrop, 0, {}},
         {"unreadable, but the login stands", Endpoint::State, kGarbage, 1, {kConnected}},
-        {"version limit", Endpoint::Pulse, Error(3), -1, {NotReady(140003)}},
+        {"version limit", Endpoint::Pulse, Error(3), -1, {GettingReadyFailed(140003)}},
         {"unreadable", Endpoint::Pulse, kGarbage, 0, {}},
         {"already logged out", Endpoint::Term, Error(13), 1, {kLoggedOut}},
         {"login gone", Endpoint::Term, Error(14), 1, {kLoggedOut}},
@@ -113,15 +87,15 @@ TEST(Answers, MeanSomethingElseToEachStep) {
         {"no answer", Endpoint::Term, kDrop, -1, {}},
         {"refused", Endpoint::Query, Error(8), 0, {}},
     };
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(std::string(RowOf(row.endpoint).name) + ": " + row.what);
+    for (const auto& [what, endpoint, answer, result, reports] : kRows) {
+        SCOPED_TRACE(std::string(RowOf(endpoint).name) + ": " + what);
         PortalFixture portal;
         portal.LogIn();
         for (int attempt = 0; attempt < kRequestAttempts; ++attempt) {
-            portal.sim.AnswerNext(row.endpoint, row.answer);
+            portal.sim.AnswerNext(endpoint, answer);
         }
-        EXPECT_EQ(Ask(portal, row.endpoint), row.result);
-        EXPECT_EQ(portal.host.reports, row.reports);
+        EXPECT_EQ(Ask(portal, endpoint), result);
+        EXPECT_EQ(portal.host.reports, reports);
     }
 }
 
@@ -167,17 +141,18 @@ TEST(Discovery, RecoversOnlyWithAMarker) {
     EXPECT_EQ(marked.engine.DisasterRecovery("http://other.example/"), 0);
 }
 
-TEST(Discovery, PublishesNumbersEmptyAndTextsEscapedOnce) {
+TEST(Reports, NumbersAreEmptyAndTextsEscapedOnce) {
     Scenario scenario;
     scenario.statisticsInterval = 60;
     scenario.domain = "a&b";
     PortalFixture portal(scenario);
-    ASSERT_EQ(portal.engine.RequestConfig(0), 1);
-    EXPECT_THAT(portal.host.messages, Contains("InfoCenter SetValue <key>authType</key><value></value>"))
-        << "itoa hands on its terminating NUL";
-    EXPECT_THAT(portal.host.messages, Contains(HasSubstr("<key>FUN_StatsInfor</key><value>&lt;StatsInfor")));
-    EXPECT_THAT(portal.host.messages,
-                Contains("InfoCenter SetValue <key>domain</key><value>a&amp;b</value>"));
+    portal.Record().hostName = "a<b";
+    portal.LogIn();
+    EXPECT_THAT(
+        portal.host.messages,
+        IsSupersetOf({HasSubstr("<key>authType</key><value></value>"),  // itoa hands on its terminating NUL
+                      HasSubstr("<key>FUN_StatsInfor</key><value>&lt;StatsInfor"),
+                      HasSubstr("<key>domain</key><value>a&amp;b</value>"), HasSubstr("@a&lt;b</qr>")}));
     portal.host.messages.clear();
     portal.engine.SendData("nothing", nullptr);
     portal.engine.SendData("portal's text", CAutoString());
@@ -189,11 +164,11 @@ TEST(Ticket, NeedsAnAddressAndAConfiguration) {
     PortalFixture portal;
     portal.sim.Change([](Scenario& scenario) { scenario.portal = false; });
     EXPECT_EQ(portal.engine.RequestTicket(), -1);
-    EXPECT_EQ(portal.host.reports.back(), NotReady(20010003));
+    EXPECT_EQ(portal.host.reports.back(), GettingReadyFailed(20010003));
     portal.sim.Change([](Scenario& scenario) { scenario.portal = true; });
     portal.host.addressResult = -1;
     EXPECT_EQ(portal.engine.RequestTicket(), -3);
-    EXPECT_EQ(portal.host.reports.back(), NotReady(150107));
+    EXPECT_EQ(portal.host.reports.back(), GettingReadyFailed(150107));
     portal.host.addressResult = 1;
     EXPECT_EQ(portal.engine.RequestTicket(), 1);
 }
@@ -257,18 +232,6 @@ TEST(LogOut, AtShutdownOnlyARecordedLoginIsEnded) {
     }
 }
 
-TEST(Reports, TextsAreEscaped) {
-    PortalFixture portal;
-    CAutoString account = "user&co";
-    CAutoString none;
-    int retries = 0;
-    portal.Record().hostName = "a<b";
-    portal.engine.SaveAuthResponse(account, retries, none, none, none, none);
-    ASSERT_EQ(portal.engine.RequestTicket(), 1);
-    EXPECT_THAT(portal.host.messages,
-                IsSupersetOf({HasSubstr("<value>user&amp;co</value>"), HasSubstr("@a&lt;b</qr>")}));
-}
-
 TEST(Reports, StepsOfANewAttemptDoNotPullAStandingLoginBack) {
     PortalFixture portal;
     portal.engine.NetStateChange(State::ES_CONNECTING, State::ES_CONNECTED, 1, "");
@@ -286,9 +249,8 @@ TEST(Reports, TheLastOneIsRepeatedInItsOwnForm) {
     portal.engine.PostLastNetStateMessage();
     portal.engine.PostError(State::ES_CONNECTFAIL, 150102, static_cast<unsigned long>(-4), 1);
     portal.engine.PostLastNetStateMessage();
-    const Report exchange = {State::ES_NONE, State::ES_CONNECTFAIL, 150102, "-4", "HttpError"};
-    EXPECT_THAT(portal.host.reports,
-                ElementsAre(LoginFailed(140105, "2"), LoginFailed(140105, "2"), exchange, exchange));
+    EXPECT_THAT(portal.host.reports, ElementsAre(LoginFailed(140105, "2"), LoginFailed(140105, "2"),
+                                                 kLoginExchangeFailed, kLoginExchangeFailed));
 }
 
 TEST(Settings, KeepWhatTheNextRunStartsFrom) {

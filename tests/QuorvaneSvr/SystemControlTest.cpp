@@ -2,21 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include "Sandbox.h"
 #include "SystemControlAdapter.h"
 #include "SystemControlCentOS.h"
 
 namespace {
-
-bool Shell(const std::string& command) {
-    return system(command.c_str()) == 0;
-}
 
 bool SetForwarding(const std::string& ipv4, const std::string& ipv6) {
     return Shell("echo " + ipv4 + " >/proc/sys/net/ipv4/ip_forward && echo " + ipv6 +
@@ -40,20 +34,7 @@ class SystemControl : public testing::Test {
     }
 };
 
-void Collect(const char* line, void* param) {
-    static_cast<std::vector<std::string>*>(param)->emplace_back(line);
-}
-
 }  // namespace
-
-TEST(ShellExecutor, HandsOverEachLineOfWhatRan) {
-    CShellExecutor executor;
-    std::vector<std::string> lines;
-    executor.SetSystemControlLogger(Collect, &lines);
-    EXPECT_EQ(executor.ExecuteShellScript("printf 'one\\ntwo'; exit 3", "r"), 1);
-    EXPECT_EQ(lines, (std::vector<std::string>{"one\n", "two"}));
-    EXPECT_EQ(executor.ExecuteShellScript("", "r"), 0);
-}
 
 TEST_F(SystemControl, DistributionDecidesHowForwardingIsRead) {
     const std::pair<const char*, OPERATION_SYSTEM> rows[] = {

@@ -1,6 +1,5 @@
 // Front ends that come and go, and what they ask for besides the login.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -63,24 +62,6 @@ TEST_F(Link, TerminalsAreListedAndLoggedOut) {
     EXPECT_TRUE(frontEnd->TerminalLogout("T-78"));
     EXPECT_EQ(ExpectMessage(ClientReport::kTerminalTerm).Parameter("code"),
               std::to_string(PortalResult::kPortalError));
-}
-
-TEST_F(Link, FrontEndThatDoesNotReadCostsNoPulse) {
-    PortalIs([](Scenario& scenario) {
-        scenario.pulseSeconds = 1;
-        scenario.terminals = {{std::string(16 << 10, 'h'), "T-77"}};
-    });
-    LogIn();
-    const int fifo = open("serverpipe", O_RDONLY | O_NONBLOCK);
-    EXPECT_EQ(fcntl(fifo, F_SETPIPE_SZ, 4096), 4096);  // less than the terminals take
-    close(fifo);
-    FrontEndAsks(ClientOperation::kTerminalData);
-    ExpectRequest(Endpoint::Query);
-    ExpectRequest(Endpoint::Pulse, portal.Requests(Endpoint::Pulse).size() + 2);
-    EXPECT_TRUE(WaitUntil([&] {
-        FrontEndAsks(ClientOperation::kStart);
-        return frontEnd->AwaitOpcode(ClientReport::kNetState, std::chrono::seconds(1));
-    })) << "what was cut short spoils what follows";
 }
 
 TEST_F(Link, CommandsThatTheServiceRunsGetNothingOfIts) {

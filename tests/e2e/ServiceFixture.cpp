@@ -2,13 +2,11 @@
 
 #include <csignal>
 #include <filesystem>
-#include <sstream>
+#include <iostream>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr char kContainer[] = "zxmAlogic.zxm";
 
 constexpr auto kLogoutPatience = std::chrono::seconds(5);  // a log-out that is not dropped takes about two
 }  // namespace
@@ -17,19 +15,24 @@ StateReport Step(int code) {
     return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING, code};
 }
 
-StateReport GettingReadyFailed(int code) {
-    return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTFAIL, code};
-}
-
-StateReport LoginFailed(int code, const std::string& subCode) {
-    return {INetConn::ES_CONNECTING, INetConn::ES_CONNECTFAIL, code, subCode};
+std::optional<StateReport> StateIn(const Report& message) {
+    if (!message.IsState()) {
+        return std::nullopt;
+    }
+    return StateReport{message.oldState,
+                       message.newState,
+                       message.errorCode,
+                       message.Parameter("subErrCode"),
+                       message.Parameter("subType"),
+                       message.Parameter("extern"),
+                       std::atoi(message.Parameter("type").c_str())};
 }
 
 ServiceTest::ServiceTest() {
     signal(SIGPIPE, SIG_IGN);  // a service that ended is found out by the failing write
     EXPECT_TRUE(portal.Start());
     WriteSettings("");
-    PutModule(kContainer, "sample-1.zxm");
+    PutModule("zxmAlogic.zxm", "sample-1.zxm");
 }
 
 ServiceTest::~ServiceTest() {
@@ -48,14 +51,10 @@ void ServiceTest::TearDown() {
     EXPECT_THAT(portal.Complaints(), testing::IsEmpty());
     EXPECT_THAT(Log(), testing::Not(testing::HasSubstr("<password>")));
     if (HasFailure()) {
-        std::ostringstream story;
         for (const Report& message : frontEnd ? frontEnd->Received() : std::vector<Report>()) {
-            story << message.text << "\n";
+            std::cout << message.text << "\n";
         }
-        GTEST_LOG_(INFO) << "messages to the front end:\n"
-                         << story.str() << "output of the service:\n"
-                         << (service ? service->Output() : "") << "log of the service:\n"
-                         << Log();
+        std::cout << (service ? service->Output() : "") << "\n" << Log();
     }
 }
 
@@ -69,12 +68,8 @@ std::string ServiceTest::Log() const {
 }
 
 void ServiceTest::WriteSettings(const std::string& elements) {
-    WriteSettings(portal.ProbeUrl(), elements);
-}
-
-void ServiceTest::WriteSettings(const std::string& probeUrl, const std::string& elements) {
-    folder.Write("conf/conf.xml", "<settings><version>1.0.0</version><redirect>" + probeUrl + "</redirect>" +
-                                      elements + "</settings>");
+    folder.Write("conf/conf.xml", "<settings><version>1.0.0</version><redirect>" + portal.ProbeUrl() +
+                                      "</redirect>" + elements + "</settings>");
 }
 
 void ServiceTest::PutModule(const std::string& name, const std::string& module) {
@@ -87,12 +82,6 @@ void ServiceTest::PortalAnswers(Endpoint endpoint, Answer answer, int times) {
     }
 }
 
-void ServiceTest::PortalAnswers(Endpoint endpoint, Answer::Kind kind, int times) {
-    Answer answer;
-    answer.kind = kind;
-    PortalAnswers(endpoint, answer, times);
-}
-
 void ServiceTest::StartService() {
     service = std::make_unique<ServiceProcess>();
     AttachFrontEnd();
@@ -101,10 +90,6 @@ void ServiceTest::StartService() {
 void ServiceTest::AttachFrontEnd() {
     frontEnd = std::make_unique<FrontEnd>(folder.Path());
     ASSERT_TRUE(frontEnd->Connect(kSoon));
-}
-
-void ServiceTest::StartServiceWithAccount(const std::string& account, const std::string& password) {
-    service = std::make_unique<ServiceProcess>(std::vector<std::string>{account, password});
 }
 
 void ServiceTest::StartSession() {
@@ -119,18 +104,10 @@ void ServiceTest::GetReady() {
     ExpectReport(kReady);
 }
 
-void ServiceTest::AskForLogin(const std::string& account, const std::string& password) {
-    EXPECT_TRUE(frontEnd->Login(account, password));
-}
-
 void ServiceTest::LogIn() {
     GetReady();
     AskForLogin(defaults.account, defaults.password);
     ExpectReport(kConnected);
-}
-
-void ServiceTest::AskForLogout(const std::string& reason) {
-    EXPECT_TRUE(frontEnd->Logout(reason));
 }
 
 void ServiceTest::LogOut(const std::string& reason) {
@@ -173,8 +150,4 @@ Request ServiceTest::ExpectRequest(Endpoint endpoint, size_t count) {
 void ServiceTest::ExpectOutput(const std::string& text) {
     EXPECT_TRUE(WaitUntil([&] { return service->Output().find(text) != std::string::npos; }, kSoon))
         << "never printed: " << text;
-}
-
-void ServiceTest::ExpectExit(int status) {
-    EXPECT_EQ(service->WaitForExit(kSoon), status);
 }

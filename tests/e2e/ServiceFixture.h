@@ -1,19 +1,16 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <memory>
 #include <string>
 
 #include "ClientOperations.h"
-#include "PortalCodes.h"
-#include "PortalConn.h"
-#include "PortalSim.h"
+#include "FrontEnd.h"
+#include "PortalStory.h"
 #include "Sandbox.h"
 #include "ServiceProcess.h"
-#include "StateReport.h"
 #include "TemporaryFolder.h"
 #include "WaitUntil.h"
 
@@ -25,12 +22,12 @@ using portal_sim::Scenario;
 // The reports that most stories pass.
 const StateReport kReady = {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTED,
                             StateCode::kTicketObtained};
-const StateReport kConnected = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, StateCode::kSuccess};
-const StateReport kLoggedOut = {INetConn::ES_DISCONNECTING, INetConn::ES_DISCONNECTED, StateCode::kSuccess};
-// A step on the way to a login, and the ways to fail.
+const StateReport kUnknownNetwork = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "",
+                                     INetConn::ET_UNKNOWN};
+// A step on the way to a login.
 StateReport Step(int code);
-StateReport GettingReadyFailed(int code);
-StateReport LoginFailed(int code, const std::string& subCode = "");
+// The state in the message; nothing when it is another message.
+std::optional<StateReport> StateIn(const Report& message);
 
 // Waited for whatever takes the service no longer than its own pauses.
 constexpr auto kSoon = std::chrono::seconds(20);
@@ -44,18 +41,18 @@ class ServiceTest : public testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    // Before the start: further elements of the settings file, and another probe address.
+    // Before the start: further elements of the settings file.
     void WriteSettings(const std::string& elements);
-    void WriteSettings(const std::string& probeUrl, const std::string& elements);
     void PutModule(const std::string& name, const std::string& module);
 
     void PortalIs(const std::function<void(Scenario&)>& change) { portal.Change(change); }
     void PortalAnswers(Endpoint endpoint, Answer answer, int times = 1);
-    void PortalAnswers(Endpoint endpoint, Answer::Kind kind, int times = 1);
 
-    // Starts the service and attaches a front end.
+    // Starts the service and attaches a front end, or gives it an account to log in on the console.
     void StartService();
-    void StartServiceWithAccount(const std::string& account, const std::string& password);
+    void StartServiceWithAccount(const std::string& account, const std::string& password) {
+        service = std::make_unique<ServiceProcess>(std::vector<std::string>{account, password});
+    }
     void AttachFrontEnd();
     void DetachFrontEnd() { frontEnd.reset(); }
 
@@ -63,9 +60,11 @@ class ServiceTest : public testing::Test {
     // From the start of the front end to the ticket.
     void StartSession();
     void GetReady();
-    void AskForLogin(const std::string& account, const std::string& password);
+    void AskForLogin(const std::string& account, const std::string& password) {
+        EXPECT_TRUE(frontEnd->Login(account, password));
+    }
     void LogIn();
-    void AskForLogout(const std::string& reason);
+    void AskForLogout(const std::string& reason) { EXPECT_TRUE(frontEnd->Logout(reason)); }
     // A log-out through the statistics, asked for until it takes place. Waits for the baseline first: before
     // it there is nothing to report.
     void LogOut(const std::string& reason);
@@ -76,7 +75,7 @@ class ServiceTest : public testing::Test {
     // The `count`-th request to the endpoint; an empty one after a failure.
     Request ExpectRequest(Endpoint endpoint, size_t count = 1);
     void ExpectOutput(const std::string& text);
-    void ExpectExit(int status);
+    void ExpectExit(int status) { EXPECT_EQ(service->WaitForExit(kSoon), status); }
     // All that the service has logged.
     std::string Log() const;
 

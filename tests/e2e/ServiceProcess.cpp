@@ -52,10 +52,6 @@ bool ServiceProcess::Reap() {
     return m_ended;
 }
 
-bool ServiceProcess::Runs() {
-    return !Reap();
-}
-
 std::optional<int> ServiceProcess::WaitForExit(std::chrono::milliseconds deadline) {
     if (!WaitUntil([this] { return Reap(); }, deadline) || !WIFEXITED(m_waitStatus)) {
         return std::nullopt;

@@ -19,7 +19,6 @@ class ServiceProcess {
     // The exit status once the process has ended by itself; nothing when it runs on after the deadline, or
     // when a signal ended it.
     std::optional<int> WaitForExit(std::chrono::milliseconds deadline = std::chrono::seconds(10));
-    bool Runs();
     // What it has written to standard output and standard error so far.
     std::string Output() const;
 

@@ -23,7 +23,7 @@ const StateReport kPulsesFailed = LoginFailed(StateCode::kKeepAliveFailed);
 
 TEST_F(Session, FailedPulsesBeyondTheLimitEndTheLogin) {
     PulsesCome(1, 0);
-    PortalAnswers(Endpoint::Pulse, Answer::Kind::Drop, kRequestAttempts * 2);
+    PortalAnswers(Endpoint::Pulse, kDrop, kRequestAttempts * 2);
     LogIn();
     ExpectReport(kPulsesFailed);
     EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kKeepAliveFailed);
@@ -67,19 +67,12 @@ TEST_F(Session, StateIsAskedForAndTheTicketRenewedUntilTheLogin) {
 TEST_F(Session, InterceptedPulseLogsOut) {
     PortalAsksForStatistics();
     PulsesCome(1, 2);
-    PortalAnswers(Endpoint::Pulse, Answer::Kind::Redirect);
+    PortalAnswers(Endpoint::Pulse, kRedirect);
     LogIn();
     ExpectReport(kPulsesFailed);
     EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kIntercepted);
     ExpectReport(kLoggedOut);
     ExpectReport(kReady);
-}
-
-TEST_F(Session, InterceptedTicketRequestMeansAnUnknownNetwork) {
-    PortalAnswers(Endpoint::Ticket, Answer::Kind::Redirect);
-    StartService();
-    StartSession();
-    ExpectReport({INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "", INetConn::ET_UNKNOWN});
 }
 
 TEST_F(Session, LogoutSendsTheLastStatisticsFirstAndTheFinalOneFetchesNoTicket) {

@@ -73,15 +73,14 @@ void LocalHttpServer::Serve() {
     while (BIO_do_accept(m_listener) == 1) {
         BIO* const connection = BIO_pop(m_listener);
         const int socket = static_cast<int>(BIO_get_fd(connection, nullptr));
-        Note(Receive(socket));
+        const std::string request = Receive(socket);
+        {
+            const std::lock_guard<std::mutex> guard(m_lock);
+            m_requests.push_back(request);
+        }
         m_handler(socket);
         BIO_free_all(connection);
     }
-}
-
-void LocalHttpServer::Note(const std::string& request) {
-    const std::lock_guard<std::mutex> guard(m_lock);
-    m_requests.push_back(request);
 }
 
 bool LocalHttpServer::Send(int socket, const std::string& bytes) {

@@ -32,7 +32,6 @@ class LocalHttpServer {
 
   private:
     void Serve();
-    void Note(const std::string& request);
 
     Handler m_handler;
     BIO* const m_listener;

@@ -4,26 +4,12 @@
 #include <vector>
 
 #include "InfoCenter.h"
-#include "PortalConn.h"
-#include "PortalSim.h"
+#include "PortalStory.h"
 #include "TemporaryFolder.h"
 
 // The owner of a protocol engine under test: keeps what the engine reports and gives it fixed addresses.
 class FakePortalHost : public IPortalHost {
   public:
-    struct Report {
-        INetConn::ESTATE oldState;
-        INetConn::ESTATE newState;
-        int code;
-        std::string subCode = "";  // of an extended report: its extra text
-        std::string subType = "";  // empty in a plain report
-
-        bool operator==(const Report& other) const {
-            return oldState == other.oldState && newState == other.newState && code == other.code &&
-                   subCode == other.subCode && subType == other.subType;
-        }
-    };
-
     CInfoCenter* GetInfoCenter() override { return CInfoCenter::GetInst(); }
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
     BOOL IsPortalEnv() override { return portalEnv; }
@@ -43,11 +29,9 @@ class FakePortalHost : public IPortalHost {
     int dnsResult = 0;  // with 0 the resolver file is really written
 
     // What the engine told it.
-    std::vector<Report> reports;
+    std::vector<StateReport> reports;
     std::vector<std::string> messages;  // "target operation parameters"
 };
-
-void PrintTo(const FakePortalHost::Report& report, std::ostream* out);
 
 // A protocol engine with a fake host against the portal simulator, in a folder of its own with settings and
 // the first sample module.
