@@ -81,7 +81,7 @@ TEST_F(NetHelper, FailureLeavesFileAndServersAsTheyWere) {
     const std::string full = "nameserver 9.9.9.9\nnameserver 8.8.4.4\noptions timeout:1 attempts:1\n";
     FileHolds(full);
     {
-        const FileSizeLimit fullDisk(10);
+        const FileSizeLimit fullDisk(20);
         EXPECT_EQ(Push(kFirst, kSecond, EFBIG), std::string(kFirst) + " " + kSecond);
     }
     EXPECT_EQ(Content(), full);

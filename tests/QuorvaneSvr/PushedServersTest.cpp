@@ -103,9 +103,12 @@ TEST_F(PushedServers, UsersFileComesBackWhateverWroteIt) {
         CPushedServers servers(m_write);
         EXPECT_EQ(servers.Push(kFirst, kSecond), 0);
         EXPECT_TRUE(Names(kFirst));
+        const std::string both = Content();
         EXPECT_EQ(servers.Push(CAutoString("\n") + kThird, " 10.0.0.1 "), 0);  // the portal trims nothing
         EXPECT_TRUE(Names(kThird));
         EXPECT_FALSE(Names(kFirst) || Names("10.0.0.1"));
+        servers.Push(kFirst, kSecond);
+        EXPECT_EQ(Content(), both);
         servers.GiveBack();
         EXPECT_EQ(Content(), file);
         EXPECT_FALSE(folder.Has(kRecord));
@@ -202,6 +205,9 @@ TEST_F(PushedServers, FileThatCannotBeWrittenIsGivenBackTheNextTime) {
     ASSERT_EQ(stat(kRecord, &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600U);
     CPushedServers servers(m_write);
+    FileIs(MS_RDONLY);
+    servers.GiveBack();
+    FileIs(0);
     servers.Push(kThird, "");
     servers.GiveBack();
     EXPECT_EQ(Content(), kFiles[0]);
