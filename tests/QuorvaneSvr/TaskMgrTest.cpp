@@ -64,13 +64,13 @@ TEST_F(TaskMgr, RemovesEveryTaskOfAnItemAndKeepsTheOrderOfTheRest) {
 // A front end that asked for terminal data 2,000 times a second brought the service down within a minute.
 TEST_F(TaskMgr, ThreadsThatAddAndRemoveLoseAndDamageNothing) {
     constexpr int kTasks = 2000;
-    const char* const tag = " and a tag of more bytes than fit into a short text";
+    const std::string tag(10000, 't');  // takes a while to copy, in which another thread comes in
     std::vector<std::thread> producers;
     for (int i = 0; i < 3; ++i) {
         producers.emplace_back([&] {
             for (int task = 0; task < kTasks; ++task) {
-                Add(auth, high, tag);
-                Add(terminal, high, tag);
+                Add(auth, high, tag.c_str());
+                Add(terminal, high, tag.c_str());
                 m_tasks.RemoveTask(terminal);
             }
         });

@@ -76,7 +76,7 @@ void ServiceTest::PutModule(const std::string& name, const std::string& module) 
     fs::copy_file(fs::path(QUORVANE_MODULES) / module, fs::path(folder.Path()) / name);
 }
 
-void ServiceTest::PortalAnswers(Endpoint endpoint, Answer answer, int times) {
+void ServiceTest::PortalAnswers(Endpoint endpoint, const Answer& answer, int times) {
     for (; times > 0; --times) {
         portal.AnswerNext(endpoint, answer);
     }

@@ -46,7 +46,7 @@ class ServiceTest : public testing::Test {
     void PutModule(const std::string& name, const std::string& module);
 
     void PortalIs(const std::function<void(Scenario&)>& change) { portal.Change(change); }
-    void PortalAnswers(Endpoint endpoint, Answer answer, int times = 1);
+    void PortalAnswers(Endpoint endpoint, const Answer& answer, int times = 1);
 
     // Starts the service and attaches a front end, or gives it an account to log in on the console.
     void StartService();
