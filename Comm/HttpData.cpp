@@ -116,7 +116,7 @@ CAutoString CHttpData::GetHeadAttri(CAutoString name) const {
 CAutoString CHttpData::GetRedirectAddress() const {
     // The whole text goes to lower case before the search, so the address is lower case too. The next hop of
     // the discovery is asked for by it, and the identifiers in its query are stored and sent that way.
-    // Held by HttpData.RedirectAddressIsLowerCase.
+    // Held by HttpData.RedirectAddresses.
     CAutoString address;
     if (retCode == kStatusFound || retCode == kStatusSeeOther) {
         address = AddressInHead(CAutoString(RespHead()).MakeLower());

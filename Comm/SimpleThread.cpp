@@ -43,7 +43,7 @@ bool CSimpleThread::Stop(long timeoutMs, bool kill) {
         return false;
     }
     // Nothing is carried into the seconds: how long a stop may hold up its caller depends on it.
-    // Held by SimpleThread.StopDoesNotWaitBeyondTheSecond.
+    // Held by SimpleThread.RunsOneThreadAtATimeAndWaitsForItWithinTheSecond.
     deadline.tv_nsec += timeoutMs * kNanosecondsPerMillisecond;
     if (JoinUntil(deadline)) {
         return true;

@@ -139,7 +139,7 @@ void CNetHelper::RewriteNameserver(Rewriting& file, const std::string& line) {
 
 // A search line behind two servers goes, and one in front of the servers makes the previous ones forgotten,
 // since those further down are dropped without being looked at. Whoever needs the file back as it was keeps
-// its text. Held by NetHelper.PushesServersAndPutsTheFormerOnesBack.
+// its text. Held by NetHelper.PushesServersAndHandsTheFormerOnesBack.
 void CNetHelper::RewriteSearch(Rewriting& file, const std::string& line) {
     if (file.state >= kBothSlots) {
         return;
