@@ -7,6 +7,11 @@ namespace {
 
 constexpr char kTerminalData[] = "<response>";
 
+// No pulse follows: the portal ends the login, whether it hears of the log-out or not.
+bool IsOfLostLogin(const CAutoString& reason) {
+    return reason == LogoutReason::kKeepAliveFailed || reason == LogoutReason::kIntercepted;
+}
+
 }  // namespace
 
 int CPortalConn::DisConnect(const char* reason) {
@@ -28,6 +33,9 @@ int CPortalConn::DisConnect(const char* reason) {
         SetConnCfg(0);
         ForgetServers();  // they are those of a network that has been left
         return PortalResult::kNegative;
+    }
+    if (exchange.result != PortalResult::kRepeat && IsOfLostLogin(reason)) {
+        ForgetServers();  // a portal that is out of reach leaves no servers behind
     }
     return exchange.result == PortalResult::kSuccess ? FinishLogout() : JudgeLogoutFailure(exchange);
 }
