@@ -225,6 +225,7 @@ void CPushedServers::GiveBack() {
 
 void CPushedServers::GiveBackRecorded() {
     const CLockGuard<GLockObj> guard(m_lock);
+    ResolverRecord::RemoveLeftOvers();
     std::optional<ResolverRecord> record = ResolverRecord::Load();
     if (record && Undo(*record)) {
         ResolverRecord::Remove();

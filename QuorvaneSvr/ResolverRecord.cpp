@@ -75,5 +75,9 @@ std::optional<ResolverRecord> ResolverRecord::Load() {
 
 void ResolverRecord::Remove() {
     (void)unlink(kRecordFile);  // one that stays finds, the next time, nothing to give back
+    RemoveLeftOvers();
+}
+
+void ResolverRecord::RemoveLeftOvers() {
     CFileUtil::RemoveLeftOvers(kRecordFile);
 }

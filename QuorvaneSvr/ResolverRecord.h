@@ -20,4 +20,6 @@ struct ResolverRecord {
     static std::optional<ResolverRecord> Load();
     // Removes it, and what a killed Save left beside it.
     static void Remove();
+    // Removes only what a killed Save left.
+    static void RemoveLeftOvers();
 };
