@@ -118,6 +118,7 @@ int CPortalConn::JudgeStateError(unsigned long code) {
     if (code == PortalError::kLoginEnded && GetNetState() == ES_CONNECTED) {
         NetStateChange(ES_CONNECTED, ES_CONNECTFAIL, StateCode::kLoginGone, "");
     }
+    ForgetServers();  // no log-out follows
     return PortalResult::kLoginEnded;
 }
 

@@ -13,6 +13,8 @@
 #include "PortalFixture.h"
 #include "ResolverFile.h"
 
+using portal_sim::Answer;
+using portal_sim::Endpoint;
 using portal_sim::Scenario;
 using testing::AnyOf;
 using testing::HasSubstr;
@@ -238,6 +240,17 @@ TEST_F(PushedServers, BelongToTheirSession) {
     ASSERT_EQ(portal.engine.DisConnect("1"), 1);
     EXPECT_EQ(Content(), kFiles[2]);
     EXPECT_TRUE(portal.Record().m_strDNS.IsEmpty()) << "or a state check would push them again";
+
+    portal.LogIn();
+    portal.sim.AnswerNext(Endpoint::State, Answer::Error(PortalError::kLoginEnded));
+    EXPECT_EQ(portal.engine.CheckConnectState(1), PortalResult::kLoginEnded);
+    EXPECT_EQ(Content(), kFiles[2]) << "the portal no longer knows the login";
+    portal.LogIn();
+    portal.sim.Stop();
+    EXPECT_EQ(portal.engine.DisConnect("1"), PortalResult::kFailure);
+    EXPECT_TRUE(Names(kFirst)) << "pulses go on";
+    EXPECT_EQ(portal.engine.DisConnect(LogoutReason::kKeepAliveFailed), PortalResult::kFailure);
+    EXPECT_EQ(Content(), kFiles[2]) << "the portal is out of reach";
 }
 
 TEST_F(PushedServers, OnlyALackOfRightsFailsTheLogin) {
