@@ -46,7 +46,7 @@ class Host : public ServiceTest {
 TEST_F(Host, TrafficSinceTheLoginIsReported) {
     constexpr int kSent = 300;
     constexpr int kReceived = 500;
-    PortalIs([](Scenario& scenario) { scenario.statisticsInterval = 1; });
+    PortalIs([](Scenario& scenario) { scenario.statisticsInterval = 2; });
     LogIn();
     const Request first = ExpectRequest(Endpoint::Statistics, 1);  // the baseline was taken before it
     SendTraffic(kSandboxPeerAddress, kSent);

@@ -8,7 +8,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr auto kLogoutPatience = std::chrono::seconds(5);  // a log-out that is not dropped takes about two
+// A log-out that is not dropped takes about two seconds. The wait grows, for after a fixed one each further
+// log-out could meet an upload, too.
+constexpr auto kLogoutPatience = std::chrono::milliseconds(2500);
+constexpr auto kMorePatience = std::chrono::milliseconds(310);
+
 }  // namespace
 
 StateReport Step(int code) {
@@ -120,13 +124,15 @@ void ServiceTest::LogOut(const std::string& reason) {
         },
         kSoon));
     // The end of an upload drops a log-out that was asked for meanwhile, so it is asked for again.
+    auto patience = kLogoutPatience;
     const bool loggedOut = WaitUntil(
         [&] {
             AskForLogout(reason);
+            patience += kMorePatience;
             return frontEnd->Await([](const Report& message) { return StateIn(message) == kLoggedOut; },
-                                   kLogoutPatience);
+                                   patience);
         },
-        kSoon);
+        2 * kSoon);
     EXPECT_TRUE(loggedOut) << "no report " << kLoggedOut;
 }
 
