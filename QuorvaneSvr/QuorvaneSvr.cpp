@@ -27,9 +27,8 @@ constexpr char kVersion[] = "QuorvaneSvr " QUORVANE_VERSION "\n";
 constexpr char kUsage[] =
     "usage: QuorvaneSvr [ACCOUNT PASSWORD]\n"
     "\n"
-    "Keeps this machine logged in to a campus network that is guarded by a web portal. Settings, log and "
-    "the\n"
-    "FIFOs to a front end are those of the current folder.\n"
+    "Keeps this machine logged in to a campus network that is guarded by a web portal. Settings,\n"
+    "log and the FIFOs to a front end are those of the current folder.\n"
     "\n"
     "  ACCOUNT PASSWORD  log in at once and show the outcome, without a front end\n"
     "  --help            show this text\n"
