@@ -5,7 +5,6 @@
 
 #include "ClientOperations.h"
 #include "ConsoleText.h"
-#include "PortalConn.h"
 #include "PortalServer.h"
 #include "PushedServers.h"
 

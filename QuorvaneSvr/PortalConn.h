@@ -3,6 +3,8 @@
 #include "AutoString.h"
 #include "HttpData.h"
 #include "HttpHelper.h"
+#include "INetConn.h"
+#include "IPortalHost.h"
 #include "PortalParser.h"
 #include "PushedServers.h"
 #include "RelaxedAccess.h"
@@ -11,79 +13,6 @@
 #include "comm.h"
 #include "guard.h"
 #include "ptlock.h"
-
-class CInfoCenter;
-
-// A way to get online, with the numbers that its reports use. The front end knows these numbers.
-class INetConn {
-  public:
-    enum ETYPE {
-        ET_UNKNOWN = 0,
-        ET_LAN = 1,
-        ET_MODEM = 2,
-        ET_PPPOE = 3,
-        ET_WLANEHOME = 11,
-        ET_WLANOTHER = 12,
-        ET_WIFI = 21,
-        ET_WIFIVPN = 22,
-        ET_CDMA1X = 31,
-        ET_CDMA3G = 32,
-        ET_BLUETOOTH = 41,
-        ET_PORTAL = 51
-    };
-    enum ESTATE {
-        ES_NONE = 0,
-        ES_CONNECTING = 1,
-        ES_CONNECTED = 2,
-        ES_CONNECTFAIL = 3,
-        ES_DISCONNECTING = 11,
-        ES_DISCONNECTED = 12,
-        ES_DISCONNECTFAIL = 13,
-        ES_PREDISCONNECTED = 14,
-        ES_CANCELING = 21,
-        ES_CANCELED = 22,
-        ES_PRECONNECTED = 31,
-        ES_PRECONNECTFAIL = 32,
-        ES_PRECONNECTING = 33
-    };
-
-    virtual int Connect(const char* param) = 0;
-    virtual int DisConnect(const char* reason) = 0;
-    virtual int IsPhisycalConnect() = 0;
-    virtual int CheckIP() = 0;
-    virtual void ExitPrepare() = 0;
-
-  protected:
-    ~INetConn() = default;
-};
-
-// What the protocol engine needs of the business that owns it. The portal business is the real one; a test
-// brings its own. Calls come from the thread that runs the engine's operation.
-class IPortalHost {
-  public:
-    virtual CInfoCenter* GetInfoCenter() = 0;
-    // Addresses of the active adapter; also notes the address family in the engine's record. 1 on success.
-    virtual int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) = 0;
-    virtual BOOL IsPortalEnv() = 0;
-    // The network answers without a portal and this service did not log in.
-    virtual void ChangeToUnknowEnv() = 0;
-    // Starts a log-out with `reason`; returns at once.
-    virtual void DisConnect(CAutoString reason) = 0;
-    // Writes the DNS servers; the arguments then hold the ones written over. 0, or an errno.
-    virtual int SetDNS(CAutoString& dns1, CAutoString& dns2) = 0;
-    virtual void PostMsg(const char* target, const char* opcode, const char* param) = 0;
-    virtual void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState,
-                                     INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) = 0;
-    virtual void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
-                                       INetConn::ESTATE newState, int errorCode, const char* subType,
-                                       const char* extra) = 0;
-
-  protected:
-    ~IPortalHost() = default;
-};
-
-// The host of every engine that is built without one: the portal business. Defined beside it.
-IPortalHost& DefaultPortalHost();
 
 // The client side of the portal's protocol: finds the portal, fetches its configuration, gets a ticket, logs
 // in, keeps the login alive, checks its state and logs out, and reports every change of state to its host.

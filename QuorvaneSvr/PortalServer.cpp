@@ -4,6 +4,7 @@
 #include "ClientOperations.h"
 #include "ElementText.h"
 #include "Log.h"
+#include "PortalConn.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include "AdapterCard.h"
 #include "Business.h"
 #include "CTrafficStatistics.h"
+#include "IPortalHost.h"
 #include "InfoCenter.h"
 #include "NetHelper.h"
-#include "PortalConn.h"
 #include "RelaxedAccess.h"
 #include "SimpleThread.h"
 #include "TableTimer.h"
@@ -15,6 +15,8 @@
 #include "WiFiSharedValidate.h"
 #include "guard.h"
 #include "ptlock.h"
+
+class CPortalConn;
 
 // The business "Portal". Its client operations (message thread, or the console client's thread) only queue
 // tasks, arm timers or start and stop threads; the work thread takes the tasks one by one and drives the

@@ -5,6 +5,7 @@
 
 #include "Log.h"
 #include "Markup.h"
+#include "PortalConn.h"
 #include "PortalServer.h"
 
 using QuorvaneSvr::Task;

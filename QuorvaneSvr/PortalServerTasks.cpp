@@ -7,6 +7,7 @@
 #include "ElementText.h"
 #include "Log.h"
 #include "PortalCodes.h"
+#include "PortalConn.h"
 #include "PortalServer.h"
 #include "RelaxedAccess.h"
 

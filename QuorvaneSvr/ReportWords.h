@@ -2,11 +2,12 @@
 
 #include <string>
 
+#include "INetConn.h"
 #include "PortalCodes.h"
 
 // What a person is told of the numbers in a state report: one table of states and one of codes for every
-// front end, which needs nothing of the service but its codes. docs/codes.md lists the same rows with the
-// same words; ReportWords.StandInTheDocument holds them together.
+// front end, which needs nothing of the service but its states and codes. docs/codes.md lists the same rows
+// with the same words; ReportWords.StandInTheDocument holds them together.
 
 // A number of a report, a name for programs (lower case, without blanks, lasting) and the words for people.
 struct ReportWord {
@@ -17,19 +18,19 @@ struct ReportWord {
 
 // In the order of the document. Those from "predisconnected" on are never reported.
 inline constexpr ReportWord kStateWords[] = {
-    {0, "none", "none yet"},
-    {33, "preconnecting", "getting ready"},
-    {31, "preconnected", "ready for a login"},
-    {32, "preconnectfail", "getting ready failed"},
-    {1, "connecting", "logging in"},
-    {2, "connected", "connected"},
-    {3, "connectfail", "login failed"},
-    {11, "disconnecting", "logging out"},
-    {12, "disconnected", "logged out"},
-    {13, "disconnectfail", "log-out failed"},
-    {14, "predisconnected", "about to log out"},
-    {21, "canceling", "being called off"},
-    {22, "canceled", "called off"},
+    {INetConn::ES_NONE, "none", "none yet"},
+    {INetConn::ES_PRECONNECTING, "preconnecting", "getting ready"},
+    {INetConn::ES_PRECONNECTED, "preconnected", "ready for a login"},
+    {INetConn::ES_PRECONNECTFAIL, "preconnectfail", "getting ready failed"},
+    {INetConn::ES_CONNECTING, "connecting", "logging in"},
+    {INetConn::ES_CONNECTED, "connected", "connected"},
+    {INetConn::ES_CONNECTFAIL, "connectfail", "login failed"},
+    {INetConn::ES_DISCONNECTING, "disconnecting", "logging out"},
+    {INetConn::ES_DISCONNECTED, "disconnected", "logged out"},
+    {INetConn::ES_DISCONNECTFAIL, "disconnectfail", "log-out failed"},
+    {INetConn::ES_PREDISCONNECTED, "predisconnected", "about to log out"},
+    {INetConn::ES_CANCELING, "canceling", "being called off"},
+    {INetConn::ES_CANCELED, "canceled", "called off"},
 };
 
 // Codes that mean more than one thing are explained by the state that they come with.

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "InfoCenter.h"
+#include "PortalConn.h"
 #include "PortalStory.h"
 #include "TemporaryFolder.h"
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <tuple>
 
+#include "INetConn.h"
 #include "PortalCodes.h"
-#include "PortalConn.h"
 #include "PortalSim.h"
 
 // A state report with all that it tells the user.

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "INetConn.h"
 #include "PipeService.h"
-#include "PortalConn.h"
 
 // One envelope of the service, taken apart.
 struct Report {
