@@ -5,6 +5,7 @@
 #include "HttpHelper.h"
 #include "INetConn.h"
 #include "IPortalHost.h"
+#include "LastReport.h"
 #include "PortalParser.h"
 #include "PushedServers.h"
 #include "RelaxedAccess.h"
@@ -111,7 +112,7 @@ class CPortalConn : public INetConn {
     void PostNetStateMessageEx(ESTATE oldState, ESTATE newState, int code, const char* type,
                                const char* extra);
     // Posts the last report again for a front end that has just attached.
-    void PostLastNetStateMessage();
+    void PostLastNetStateMessage() { m_lastReport.Repeat(m_host); }
     // Takes `state` and reports a failed exchange; `flag` is not used.
     void PostError(ESTATE state, unsigned long code, unsigned long subCode, int flag);
 
@@ -204,15 +205,7 @@ class CPortalConn : public INetConn {
     CAutoString m_DisasterUrl;
     int m_nServerState = 1;     // 0 after a server error
     ESTATE m_eState = ES_NONE;  // the message thread reads it without a lock (RelaxedAccess.h)
-    // The last report; guarded by m_reportLock.
-    MutexLock m_reportLock;
-    ESTATE m_lastState = ES_NONE;
-    ESTATE m_lastOldState = ES_NONE;
-    int m_lastErrorcode = 0;
-    CAutoString m_lastSubErrCode;
-    int m_lastErrType = -1;  // -1 nothing reported yet, 0 a plain report, 1 an extended one
-    CAutoString m_lastSubType;
-    CAutoString m_lastExtern;
+    CLastReport m_lastReport;
     CAuthConfig* m_pPortalConf = nullptr;
     // The server lists, these and the record's texts of them; guarded by m_serverLock.
     MutexLock m_serverLock;

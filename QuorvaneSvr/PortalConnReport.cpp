@@ -9,9 +9,6 @@ namespace {
 
 constexpr char kExchangeErrorType[] = "HttpError";
 
-constexpr int kPlainReport = 0;
-constexpr int kExtendedReport = 1;
-
 }  // namespace
 
 UINT CPortalConn::ProcessorSeconds() {
@@ -52,41 +49,14 @@ void CPortalConn::NetStateChange(ESTATE oldState, ESTATE newState, int code, CAu
 }
 
 void CPortalConn::PostNetStateMessage(ESTATE oldState, ESTATE newState, int code, CAutoString subCode) {
-    {
-        const CLockGuard<GLockObj> guard(m_reportLock);
-        m_lastErrType = kPlainReport;
-        m_lastState = newState;
-        m_lastOldState = oldState;
-        m_lastErrorcode = code;
-        m_lastSubErrCode = subCode;
-    }
+    m_lastReport.Take(oldState, newState, code, subCode);
     m_host.PostNetStateMessage(ET_PORTAL, oldState, newState, code, subCode);
 }
 
 void CPortalConn::PostNetStateMessageEx(ESTATE oldState, ESTATE newState, int code, const char* type,
                                         const char* extra) {
-    {
-        const CLockGuard<GLockObj> guard(m_reportLock);
-        m_lastErrType = kExtendedReport;
-        m_lastState = newState;
-        m_lastOldState = oldState;
-        m_lastErrorcode = code;
-        m_lastSubType = type;
-        m_lastExtern = extra;
-    }
+    m_lastReport.TakeExtended(oldState, newState, code, type, extra);
     m_host.PostNetStateMessageEx(ET_PORTAL, oldState, newState, code, type, extra);
-}
-
-// The lock is held while posting, too: a report that comes in meanwhile is posted after this repetition, so
-// the front end ends up with the newer one.
-void CPortalConn::PostLastNetStateMessage() {
-    const CLockGuard<GLockObj> guard(m_reportLock);
-    if (m_lastErrType == kPlainReport) {
-        m_host.PostNetStateMessage(ET_PORTAL, m_lastOldState, m_lastState, m_lastErrorcode, m_lastSubErrCode);
-    } else if (m_lastErrType == kExtendedReport) {
-        m_host.PostNetStateMessageEx(ET_PORTAL, m_lastOldState, m_lastState, m_lastErrorcode, m_lastSubType,
-                                     m_lastExtern);
-    }
 }
 
 void CPortalConn::PostError(ESTATE state, unsigned long code, unsigned long subCode, int /*flag*/) {
