@@ -135,6 +135,8 @@ class CPortalConn : public INetConn {
     void WaitForRestartConnect();
 
   private:
+    void EnterState(ESTATE state);
+
     // Discovery.
     int FollowRedirects(CAutoString& page);
     int Probe(const CAutoString& url, CHttpData& answer);

@@ -22,7 +22,7 @@ void CPortalConn::NetStateChange(ESTATE oldState, ESTATE newState, int code, CAu
     if (stands && newState == ES_PRECONNECTING) {
         return;
     }
-    WriteRelaxed(m_eState, newState);
+    EnterState(newState);
     switch (newState) {
         case ES_PRECONNECTED:
         case ES_CONNECTING: PostNetStateMessage(oldState, newState, code, subCode); break;
@@ -48,6 +48,11 @@ void CPortalConn::NetStateChange(ESTATE oldState, ESTATE newState, int code, CAu
     }
 }
 
+// The one place that writes the state.
+void CPortalConn::EnterState(ESTATE state) {
+    WriteRelaxed(m_eState, state);
+}
+
 void CPortalConn::PostNetStateMessage(ESTATE oldState, ESTATE newState, int code, CAutoString subCode) {
     m_lastReport.Take(oldState, newState, code, subCode);
     m_host.PostNetStateMessage(ET_PORTAL, oldState, newState, code, subCode);
@@ -60,7 +65,7 @@ void CPortalConn::PostNetStateMessageEx(ESTATE oldState, ESTATE newState, int co
 }
 
 void CPortalConn::PostError(ESTATE state, unsigned long code, unsigned long subCode, int /*flag*/) {
-    WriteRelaxed(m_eState, state);
+    EnterState(state);
     CAutoString sub;
     sub.Format("%ld", static_cast<long>(subCode));
     PostNetStateMessageEx(ES_NONE, state, static_cast<int>(code), kExchangeErrorType, sub);
