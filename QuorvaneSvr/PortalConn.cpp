@@ -11,6 +11,7 @@
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
+#include "SettingsKeys.h"
 
 namespace {
 
@@ -45,8 +46,8 @@ constexpr RecordText kSavedTexts[] = {
     {"wlanuserip", &CAuthConfig::wlanuserip},
     {"wlanusermac", &CAuthConfig::wlanusermac},
     {"wlanacip", &CAuthConfig::wlancip},
-    {"serverCluster", &CAuthConfig::m_strServersIPv4},
-    {"serverCluster6", &CAuthConfig::m_strServersIPv6},
+    {SettingsKey::kServers, &CAuthConfig::m_strServersIPv4},
+    {SettingsKey::kServersIPv6, &CAuthConfig::m_strServersIPv6},
 };
 
 // The same for numbers.
@@ -115,22 +116,13 @@ int CPortalConn::InitPortalConf() {
         record.nDefaultAuth = 1;
     }
     m_DisasterUrl = settings.GetLocalValue("disasterUrl");
-    ReloadServerLists();
+    m_cluster.SetKnown(record.m_strServersIPv4, record.m_strServersIPv6);
+    m_cluster.Reload();
     m_DisasterUrl.MakeLower();
     return 0;
 }
 
 void CPortalConn::InitEnviromment() {}
-
-void CPortalConn::ReloadServerLists() {
-    const CLockGuard<GLockObj> guard(m_serverLock);
-    if (m_hashBalance4.Size() == 0 && !m_pPortalConf->m_strServersIPv4.IsEmpty()) {
-        m_hashBalance4.SetIpList(m_pPortalConf->m_strServersIPv4.GetText());
-    }
-    if (m_hashBalance6.Size() == 0 && !m_pPortalConf->m_strServersIPv6.IsEmpty()) {
-        m_hashBalance6.SetIpList(m_pPortalConf->m_strServersIPv6.GetText());
-    }
-}
 
 void CPortalConn::SetServerIp() {
     CAuthConfig& record = *m_pPortalConf;

@@ -9,8 +9,8 @@
 #include "PortalParser.h"
 #include "PushedServers.h"
 #include "RelaxedAccess.h"
+#include "ServerCluster.h"
 #include "TaskMgr.h"
-#include "WeightCalculator.h"
 #include "comm.h"
 #include "guard.h"
 #include "ptlock.h"
@@ -120,7 +120,7 @@ class CPortalConn : public INetConn {
     // The record; null before Init. Owned by this object.
     CAuthConfig* GetPortalConf() { return m_pPortalConf; }
     // Loads the recorded server lists into balances that ran empty.
-    void ReloadServerLists();
+    void ReloadServerLists() { m_cluster.Reload(); }
 
     // Not used by the service.
     // For owners of another kind: whether there is a physical connection (always 1), a ticket as
@@ -208,11 +208,8 @@ class CPortalConn : public INetConn {
     int m_nServerState = 1;     // 0 after a server error
     ESTATE m_eState = ES_NONE;  // the message thread reads it without a lock (RelaxedAccess.h)
     CLastReport m_lastReport;
+    CServerCluster m_cluster;
     CAuthConfig* m_pPortalConf = nullptr;
-    // The server lists, these and the record's texts of them; guarded by m_serverLock.
-    MutexLock m_serverLock;
-    HashBalance m_hashBalance4;
-    HashBalance m_hashBalance6;
 
     // Not used by the service.
     // Further parts of a connection's state, for extensions of this class.

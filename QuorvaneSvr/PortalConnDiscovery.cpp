@@ -233,19 +233,9 @@ void CPortalConn::StoreConfig() {
     SendData("clientId", settings.GetLocalValue("clientId"));
 }
 
-// The list is stored as it was before this configuration; the new one reaches the settings the next time.
 void CPortalConn::StoreServerList() {
-    const CLockGuard<GLockObj> guard(m_serverLock);
     CAuthConfig& record = *m_pPortalConf;
     const bool isIPv6 = record.m_afType == kIPv6Family;
-    CAutoString& known = isIPv6 ? record.m_strServersIPv6 : record.m_strServersIPv4;
-    HashBalance& balance = isIPv6 ? m_hashBalance6 : m_hashBalance4;
-    m_host.GetInfoCenter()->SetLocalValue(isIPv6 ? "serverCluster6" : "serverCluster", known);
-    if (record.m_strServers == known) {
-        return;
-    }
-    known = record.m_strServers;
-    if (balance.Size() == 0) {
-        balance.SetIpList(known.GetText());
-    }
+    m_cluster.Store(*m_host.GetInfoCenter(), isIPv6, record.m_strServers);
+    (isIPv6 ? record.m_strServersIPv6 : record.m_strServersIPv4) = record.m_strServers;
 }

@@ -1,0 +1,21 @@
+#pragma once
+
+// Keys of the settings file that the program itself uses. Those that fill a field of a connection's record
+// are named where they are read and saved, in the rows of RecordSettings.h.
+namespace SettingsKey {
+inline constexpr char kProcessId[] = "PID";
+// The identity of this client; under the same keys also values of the run.
+inline constexpr char kClientId[] = "clientId";
+inline constexpr char kHostName[] = "hostName";
+inline constexpr char kVersion[] = "version";
+// What a start begins with.
+inline constexpr char kProbeUrl[] = "redirect";
+inline constexpr char kProbeUrlIPv6[] = "redirectipv6";
+inline constexpr char kDisasterMarker[] = "disasterUrl";
+inline constexpr char kConnected[] = "connState";
+// Saved for whoever reads the file: a start asks the portal for it.
+inline constexpr char kTicketUrl[] = "tickUrl";
+// The portal's server lists.
+inline constexpr char kServers[] = "serverCluster";
+inline constexpr char kServersIPv6[] = "serverCluster6";
+}  // namespace SettingsKey
