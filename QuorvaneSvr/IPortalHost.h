@@ -11,8 +11,9 @@ class CInfoCenter;
 class IPortalHost {
   public:
     virtual CInfoCenter* GetInfoCenter() = 0;
-    // Addresses of the active adapter; also notes the address family in the engine's record. 1 on success.
-    virtual int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) = 0;
+    // Addresses of the active adapter and their family, as CAuthConfig::m_afType names it. 1, or -1 when
+    // there is none.
+    virtual int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) = 0;
     virtual BOOL IsPortalEnv() = 0;
     // The network answers without a portal and this service did not log in.
     virtual void ChangeToUnknowEnv() = 0;

@@ -147,9 +147,20 @@ void CPortalConn::SetConnCfg(int connected) {
 }
 
 void CPortalConn::ResetNetConfig() {
-    m_pPortalConf->ip4.Empty();
-    m_pPortalConf->ip6.Empty();
-    m_pPortalConf->mac.Empty();
+    NoteAddresses("", "", "");
+}
+
+void CPortalConn::NoteAddresses(const CAutoString& ip4, const CAutoString& ip6, const CAutoString& mac) {
+    m_pPortalConf->ip4 = ip4;
+    m_pPortalConf->ip6 = ip6;
+    m_pPortalConf->mac = mac;
+}
+
+int CPortalConn::AskAddresses(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
+    int family = kNoAddressFamily;
+    const int result = m_host.GetIpAndMac(ip4, ip6, mac, family);
+    NoteAddressFamily(family);
+    return result;
 }
 
 void CPortalConn::SendData(const char* key, const char* value) {

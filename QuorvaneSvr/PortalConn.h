@@ -117,12 +117,19 @@ class CPortalConn : public INetConn {
     void PostError(ESTATE state, unsigned long code, unsigned long subCode, int flag);
 
     ESTATE GetNetState() const { return ReadRelaxed(m_eState); }
-    // The record; null before Init. Owned by this object.
-    CAuthConfig* GetPortalConf() { return m_pPortalConf; }
+    // The record, as the owner of the engine reads it; there is one from Init on.
+    const CAuthConfig& GetRecord() const { return *m_pPortalConf; }
+    // What the owner finds out for it: the addresses of the active adapter, their family, and whether the
+    // connection is shared (1 or 0).
+    void NoteAddresses(const CAutoString& ip4, const CAutoString& ip6, const CAutoString& mac);
+    void NoteAddressFamily(int family) { m_pPortalConf->m_afType = family; }
+    void NoteSharing(int isShared) { m_pPortalConf->checkResult = isShared; }
     // Loads the recorded server lists into balances that ran empty.
     void ReloadServerLists() { m_cluster.Reload(); }
 
     // Not used by the service.
+    // The record to change it; null before Init. Owned by this object.
+    CAuthConfig* GetPortalConf() { return m_pPortalConf; }
     // For owners of another kind: whether there is a physical connection (always 1), a ticket as
     // _RequestTicket gets it, a state check by type (always 0), and a look for sharing (which the portal
     // business does itself, so nothing happens here).
@@ -168,6 +175,7 @@ class CPortalConn : public INetConn {
 
     // Login and log-out.
     bool HasTicketUrl();
+    int AskAddresses(CAutoString& ip4, CAutoString& ip6, CAutoString& mac);
     bool TakeAddresses();
     int TakeTicket(const CHttpData& answer);
     int JudgeTicketFailure(const Exchange& exchange);

@@ -29,7 +29,7 @@ CAutoString CPortalConn::MakePulseBody() {
     CAutoString ip4;
     CAutoString ip6;
     CAutoString mac;
-    (void)m_host.GetIpAndMac(ip4, ip6, mac);  // a pulse without addresses is still a pulse
+    (void)AskAddresses(ip4, ip6, mac);  // a pulse without addresses is still a pulse
     const CAuthConfig& record = *m_pPortalConf;
     return m_portalParse.MakeKeepRequestData(record.strUserAgent, record.strClientId, record.strTicket, ip4,
                                              ip6, mac, CommFunc::GetLocalTime(kPortalTimeFormat), nullptr,

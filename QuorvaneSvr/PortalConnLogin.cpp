@@ -104,16 +104,14 @@ bool CPortalConn::TakeAddresses() {
     CAutoString ip4;
     CAutoString ip6;
     CAutoString mac;
-    const int result = m_host.GetIpAndMac(ip4, ip6, mac);
+    const int result = AskAddresses(ip4, ip6, mac);
     CLog::GetInst()->WriteLog(INFO, "ip4 is %s", ip4.GetBuffer());
     if (result != 1) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kAddressesUnavailable, "");
         return false;
     }
     NetStateChange(ES_PRECONNECTING, ES_PRECONNECTING, StateCode::kAddressesKnown, "");
-    m_pPortalConf->ip4 = ip4;
-    m_pPortalConf->ip6 = ip6;
-    m_pPortalConf->mac = mac;
+    NoteAddresses(ip4, ip6, mac);
     return true;
 }
 

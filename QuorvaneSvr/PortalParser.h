@@ -77,9 +77,6 @@ struct CAuthConfig {
     CAutoString wlanusermac;
     CAutoString wlancip;
 
-    CAutoString trafficStatisticsURL;
-    int64_t trafficStatisticsInterval = 0;  // seconds between two reports
-
     int fileInterval = 0;      // seconds; replaces iInterval when the flag is 1
     int fileIntervalFlag = 0;  // both come from the settings file
 
@@ -92,6 +89,11 @@ struct CAuthConfig {
     CAutoString m_strServers;
 
     std::map<CAutoString, CAutoString> funCfg;  // name of a function setting -> its whole element
+
+    // Not used by the service.
+    // The business keeps where and how often to report in CStatisticsSettings.
+    CAutoString trafficStatisticsURL;
+    int64_t trafficStatisticsInterval = 0;  // seconds between two reports
 };
 
 // Builds and reads the portal's documents: cuts the configuration out of the portal page, reads it into a

@@ -94,9 +94,10 @@ void CPortalServer::Start(const char* /*source*/, CXMLOpt& /*document*/) {
         TellState();
         return;
     }
-    m_pPortalConn = new CPortalConn(*this);
-    (void)m_pPortalConn->Init();  // a module loader that does not start leaves the fallback text
-    (void)DispatchTask(true);     // a timer that still runs goes on
+    auto engine = std::make_unique<CPortalConn>(*this);
+    (void)engine->Init();  // a module loader that does not start leaves the fallback text
+    m_pPortalConn = engine.release();
+    (void)DispatchTask(true);  // a timer that still runs goes on
     Work(1);
     PostMsg(kPortalBusiness, ClientReport::kStartComplete, "");
 }

@@ -10,6 +10,7 @@
 #include "NetHelper.h"
 #include "RelaxedAccess.h"
 #include "SimpleThread.h"
+#include "StatisticsSettings.h"
 #include "TableTimer.h"
 #include "TaskMgr.h"
 #include "WiFiSharedValidate.h"
@@ -66,7 +67,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void Work();
     BOOL IsPortalEnv() override { return ReadRelaxed(m_bPortalEnv); }
     int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
-    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
+    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) override;
     void ChangeToUnknowEnv() override;
     // Log-out through the statistics: the final report first, then the log-out. Schedules nothing when the
     // portal asked for no statistics.
@@ -101,6 +102,8 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     // every five minutes until it finds one or is stopped. No other thread may be using the protocol engine.
     void CheckUnknowNetState(bool start);
     static void* CheckUnknowNetStateThread(void* server);
+    // The addresses, noting their family in the engine's record.
+    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac);
     // The queries of the machine's adapters.
     CAdapterCard* GetNetHelper() { return m_pNetHelper.get(); }
 
@@ -109,10 +112,6 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     struct TaskKind;
     static const TaskKind kTaskKinds[];
     static const TaskKind& KindOf(QuorvaneSvr::TaskItem item);
-    struct StatisticsSettings {
-        CAutoString url;  // empty when the portal asked for none
-        int64_t intervalSeconds;
-    };
 
     void RunTask(QuorvaneSvr::Task& task);
     void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
@@ -122,12 +121,10 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     void TellState();
     bool FindAdapter(CAutoString& name);
-    int ReadAddresses(const CAutoString& adapter, CAutoString& ip4, CAutoString& ip6, CAutoString& mac);
-    void NoteAddressFamily(int family);
+    int ReadAddresses(const CAutoString& adapter, CAutoString& ip4, CAutoString& ip6, CAutoString& mac,
+                      int& family);
     void FollowNetCheck(int result);
     void StartKeepingLogin();
-    void ReadStatisticsSettings();
-    StatisticsSettings GetStatisticsSettings();
     CAutoString GetOtherTicket();
     void ReportPreConnectFail(int code);
 
@@ -142,12 +139,12 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     CNetHelper m_NetHelper;
     CWiFiSharedValidate m_WiFiSharedValidate;
     CTrafficStatistics m_TrafficStatistics;
+    CStatisticsSettings m_statisticsSettings;
     QuorvaneSvr::CTaskMgr m_taskMgr;
     bool m_bWorking = true;  // run flag of the thread below
     CSimpleThread m_threadWork;
     MutexLock m_ticketLock;
-    CAutoString m_otherTicket;   // guarded by m_ticketLock
-    MutexLock m_statisticsLock;  // guards the record's address and interval of the statistics
+    CAutoString m_otherTicket;  // guarded by m_ticketLock
 
     // Not used by the service.
     // For a network check on a thread of its own, and a mark that sharing is looked for.

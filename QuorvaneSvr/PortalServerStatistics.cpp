@@ -1,6 +1,4 @@
 // Traffic statistics of a login, and the log-out that runs through their final report.
-#include <cerrno>
-#include <cstdlib>
 #include <string>
 
 #include "Log.h"
@@ -12,8 +10,6 @@ using QuorvaneSvr::Task;
 
 namespace {
 
-constexpr char kStatisticsSetting[] = "StatsInfor";
-
 // The tag of a statistics task: what kind of report, and the reason of the log-out that follows it.
 CAutoString MakeStatisticsTag(tag_STATISTICS_TYPE type, const CAutoString& next) {
     CMarkup tag;
@@ -21,16 +17,6 @@ CAutoString MakeStatisticsTag(tag_STATISTICS_TYPE type, const CAutoString& next)
     tag.AddChildElem("type", std::to_string(type).c_str());
     tag.AddChildElem("next", next);
     return tag.GetDoc();
-}
-
-// Leaves `seconds` untouched when the text is no number, or one that is negative or does not fit.
-void ReadSeconds(const CAutoString& text, int64_t& seconds) {
-    errno = 0;
-    char* end = nullptr;
-    const long long number = strtoll(text, &end, 10);
-    if (errno == 0 && end != text.GetBuffer() && number >= 0) {
-        seconds = number;
-    }
 }
 
 }  // namespace
@@ -41,13 +27,13 @@ void CPortalServer::DisConnect(CAutoString src) {
 }
 
 int CPortalServer::NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& next) {
-    if (m_pPortalConn == nullptr || m_pPortalConn->GetPortalConf() == nullptr) {
+    if (m_pPortalConn == nullptr) {
         return -1;
     }
     if (type == LOGIN) {
-        ReadStatisticsSettings();
+        m_statisticsSettings.Take(m_pPortalConn->GetRecord().funCfg);
     }
-    const StatisticsSettings settings = GetStatisticsSettings();
+    const CStatisticsSettings::Values settings = m_statisticsSettings.Get();
     CLog::GetInst()->WriteLog(INFO, "[CPortalServer::NetworkTraffic] trafficStatisticsURL is :%s",
                               settings.url.GetBuffer());
     if (settings.url.IsEmpty()) {
@@ -61,25 +47,6 @@ int CPortalServer::NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& n
         ArmTask(QuorvaneSvr::trafficStatistics, true, 0, true, tag);
     }
     return 0;
-}
-
-void CPortalServer::ReadStatisticsSettings() {
-    CAuthConfig& record = *m_pPortalConn->GetPortalConf();
-    const auto setting = record.funCfg.find(kStatisticsSetting);
-    CMarkup element;
-    const bool isEnabled = setting != record.funCfg.end() && element.SetDoc(setting->second) &&
-                           element.FindElem() && atoi(element.GetAttrib("enable")) == 1;
-    const CLockGuard<GLockObj> guard(m_statisticsLock);
-    record.trafficStatisticsURL = isEnabled ? element.GetAttrib("url") : CAutoString();
-    if (isEnabled) {
-        ReadSeconds(element.GetAttrib("interval"), record.trafficStatisticsInterval);
-    }
-}
-
-CPortalServer::StatisticsSettings CPortalServer::GetStatisticsSettings() {
-    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
-    const CLockGuard<GLockObj> guard(m_statisticsLock);
-    return {record.trafficStatisticsURL, record.trafficStatisticsInterval};
 }
 
 void CPortalServer::trafficStatistics(Task& task) {
@@ -105,7 +72,7 @@ int CPortalServer::NetworkTrafficStatistics(tag_STATISTICS_TYPE type) {
     if (m_pPortalConn == nullptr) {
         return -1;
     }
-    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
-    return m_TrafficStatistics.NetworkTrafficStatistics(record.trafficStatisticsURL, record.userName,
+    const CAuthConfig& record = m_pPortalConn->GetRecord();
+    return m_TrafficStatistics.NetworkTrafficStatistics(m_statisticsSettings.Get().url, record.userName,
                                                         record.schoolId, record.ip4, record.wlancip, type);
 }

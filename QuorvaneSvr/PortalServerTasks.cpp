@@ -160,14 +160,14 @@ void CPortalServer::checkNet(Task& /*task*/) {
     CAutoString ip4;
     CAutoString ip6;
     CAutoString mac;
-    if (ReadAddresses(adapter, ip4, ip6, mac) != 1) {
+    int family = kNoAddressFamily;
+    const int result = ReadAddresses(adapter, ip4, ip6, mac, family);
+    m_pPortalConn->NoteAddressFamily(family);
+    if (result != 1) {
         ReportPreConnectFail(StateCode::kAddressesUnavailable);
         return;
     }
-    CAuthConfig& record = *m_pPortalConn->GetPortalConf();
-    record.ip4 = ip4;
-    record.ip6 = ip6;
-    record.mac = mac;
+    m_pPortalConn->NoteAddresses(ip4, ip6, mac);
     m_pPortalConn->SetServerIp();
     FollowNetCheck(m_pPortalConn->RequestConfig(0));
 }
@@ -199,10 +199,19 @@ void CPortalServer::FollowNetCheck(int result) {
     m_taskMgr.AddTask(next);
 }
 
-int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
-    NoteAddressFamily(kNoAddressFamily);
+int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) {
+    family = kNoAddressFamily;
     CAutoString adapter;
-    return FindAdapter(adapter) ? ReadAddresses(adapter, ip4, ip6, mac) : -1;
+    return FindAdapter(adapter) ? ReadAddresses(adapter, ip4, ip6, mac, family) : -1;
+}
+
+int CPortalServer::GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) {
+    int family = kNoAddressFamily;
+    const int result = GetIpAndMac(ip4, ip6, mac, family);
+    if (m_pPortalConn != nullptr) {
+        m_pPortalConn->NoteAddressFamily(family);
+    }
+    return result;
 }
 
 bool CPortalServer::FindAdapter(CAutoString& name) {
@@ -210,24 +219,17 @@ bool CPortalServer::FindAdapter(CAutoString& name) {
 }
 
 int CPortalServer::ReadAddresses(const CAutoString& adapter, CAutoString& ip4, CAutoString& ip6,
-                                 CAutoString& mac) {
-    NoteAddressFamily(kNoAddressFamily);
+                                 CAutoString& mac, int& family) {
+    family = kNoAddressFamily;
     if (m_pNetHelper->GetIpAndMac(adapter, ip4, mac) >= 0) {
-        NoteAddressFamily(kIPv4Family);
+        family = kIPv4Family;
         return 1;
     }
     if (m_pNetHelper->GetIPAddress(kIPv6Family, adapter, ip6) == -1) {
         return -1;
     }
-    NoteAddressFamily(kIPv6Family);
+    family = kIPv6Family;
     return 1;
-}
-
-// An engine that is not this business's own may ask for addresses, too; it has a record of its own.
-void CPortalServer::NoteAddressFamily(int family) {
-    if (m_pPortalConn != nullptr) {
-        m_pPortalConn->GetPortalConf()->m_afType = family;
-    }
 }
 
 int CPortalServer::SetDNS(CAutoString& dns1, CAutoString& dns2) {
@@ -276,7 +278,7 @@ void CPortalServer::reqTicket(Task& task) {
     } else if (result == PortalResult::kServerChanged) {
         QueueTask(QuorvaneSvr::checkNet);
     } else if (result == PortalResult::kSuccess) {
-        const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+        const CAuthConfig& record = m_pPortalConn->GetRecord();
         ArmTask(QuorvaneSvr::reqTicket, false, record.expire, true);
         ArmTask(QuorvaneSvr::reqState, true, static_cast<long>(record.stateInterval), false);
     }
@@ -299,8 +301,8 @@ void CPortalServer::reqState(Task& task) {
             break;
         case PortalResult::kFailure: break;
         default:
-            ArmTask(QuorvaneSvr::reqState, false,
-                    static_cast<long>(m_pPortalConn->GetPortalConf()->stateInterval), false);
+            ArmTask(QuorvaneSvr::reqState, false, static_cast<long>(m_pPortalConn->GetRecord().stateInterval),
+                    false);
             break;
     }
 }
@@ -321,7 +323,7 @@ void CPortalServer::auth(Task& task) {
 }
 
 void CPortalServer::StartKeepingLogin() {
-    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    const CAuthConfig& record = m_pPortalConn->GetRecord();
     WriteRelaxed(m_bPortalEnv, 1);
     StopTask(QuorvaneSvr::reqTicket);
     StopTask(QuorvaneSvr::reqState);
@@ -361,7 +363,7 @@ void CPortalServer::pluse(Task& task) {
         case PortalResult::kRepeat: m_taskMgr.AddTask(task); break;
         case PortalResult::kNegative:
         case PortalResult::kSuccess:
-            ArmTask(QuorvaneSvr::pluse, false, m_pPortalConn->GetPortalConf()->iInterval, true);
+            ArmTask(QuorvaneSvr::pluse, false, m_pPortalConn->GetRecord().iInterval, true);
             break;
         case PortalResult::kLoginEnded:
             StopTask(QuorvaneSvr::pluse);
@@ -378,11 +380,11 @@ void CPortalServer::checkWifi(Task& /*task*/) {
     if (m_pPortalConn == nullptr) {
         return;
     }
-    CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    const CAuthConfig& record = m_pPortalConn->GetRecord();
     if (record.againstList.IsEmpty()) {
         return;
     }
-    record.checkResult = CheckWiFiShare(record.againstList);
+    m_pPortalConn->NoteSharing(CheckWiFiShare(record.againstList));
     if (record.checkResult == 0) {
         ArmTask(QuorvaneSvr::checkWifi, false, static_cast<long>(record.checkWifiInterval), true);
         return;
@@ -414,7 +416,7 @@ void CPortalServer::TerminalRequestFun(Task& /*task*/) {
         PostMsg(kPortalBusiness, ClientReport::kTerminalData, nullptr);
         return;
     }
-    const CAuthConfig& record = *m_pPortalConn->GetPortalConf();
+    const CAuthConfig& record = m_pPortalConn->GetRecord();
     CAutoString self;
     self.Format("<host>%s</host><ticket>%s</ticket>", ElementText(record.hostName).GetBuffer(),
                 ElementText(record.strTicket).GetBuffer());

@@ -8,10 +8,11 @@
 
 using portal_sim::Scenario;
 
-int FakePortalHost::GetIpAndMac(CAutoString& address4, CAutoString& address6, CAutoString& mac) {
+int FakePortalHost::GetIpAndMac(CAutoString& address4, CAutoString& address6, CAutoString& mac, int& family) {
     address4 = ip4;
     address6 = "";
     mac = "02-51-56-4e-00-02";
+    family = kIPv4Family;
     return addressResult;
 }
 

@@ -12,7 +12,7 @@
 class FakePortalHost : public IPortalHost {
   public:
     CInfoCenter* GetInfoCenter() override { return CInfoCenter::GetInst(); }
-    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac) override;
+    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) override;
     BOOL IsPortalEnv() override { return portalEnv; }
     void ChangeToUnknowEnv() override {}
     void DisConnect(CAutoString /*reason*/) override {}
