@@ -24,7 +24,7 @@ constexpr int kConfigUnreadable = 150002;
 constexpr int kTicketUnreadable = 150003;
 constexpr int kAlgorithmUpdateFailed = 150003;
 constexpr int kServerErrorRecovering = 150009;
-constexpr int kRequestRedirected = 150010;
+constexpr int kIntercepted = 150010;
 constexpr int kProbeFailed = 150101;
 constexpr int kLoginExchangeFailed = 150102;
 constexpr int kTicketExchangeFailed = 150103;
@@ -35,9 +35,9 @@ constexpr int kKeepAliveFailed = 150108;
 constexpr int kDnsNotApplied = 150110;
 constexpr int kAccountRefusedWithLastLogin = 150200;
 constexpr int kAccountNotTelephone = 150201;
-// Failures before the portal was reached, or a login that is gone.
+// Failures before the portal was reached, or a login that it does not know.
 constexpr int kNoTicketUrl = 20010003;
-constexpr int kLoginGone = 20010004;
+constexpr int kLoginUnknown = 20010004;
 constexpr int kNoAdapter = 20010204;
 constexpr int kNoProbeUrl = 20010205;
 constexpr int kServerErrorFinal = 20010206;
@@ -71,20 +71,28 @@ inline constexpr char kOtherTerminal[] = "8";
 
 // Results of the protocol engine's operations, as the work loop tells them apart.
 namespace PortalResult {
-constexpr int kSuccess = 1;
-constexpr int kNegative = 0;
-constexpr int kRepeat = 2;           // the algorithm module was replaced: do the same step again
-constexpr int kFailure = -1;         // of the exchange itself
-constexpr int kRefused = -2;         // reported already: version limit or no new algorithm module
-constexpr int kPortalError = -3;     // the portal's "Error-Code" tells why
-constexpr int kNoAddress = -3;       // of a ticket request: the adapter has no address
-constexpr int kNoBody = -5;          // of a ticket request: nothing to send
-constexpr int kUnreadable = -7;      // of a ticket request: the answer does not parse
-constexpr int kIntercepted = -8;     // something else than the portal answered
-constexpr int kServerError = -9;     // the portal answered with a status 5xx
-constexpr int kLoginEnded = -14;     // the portal does not know the login any more
-constexpr int kServerChanged = -99;  // another server of the cluster was chosen: start over
+enum Value : int {
+    kSuccess = 1,       // done
+    kNegative = 0,      // not done, but nothing failed: no portal, no decision yet, a tolerated failure
+    kRepeat = 2,        // the algorithm module was replaced: do the same step again
+    kFailure = -1,      // of the exchange itself
+    kRefused = -2,      // reported already: version limit or no new algorithm module
+    kPortalError = -3,  // the portal's "Error-Code" tells why
+    kIntercepted = -8,  // something else than the portal answered
+    kServerError = -9,  // the portal's server failed; PortalConnFailover.cpp tells when
+    kLoginEnded = -14,  // the portal does not know the login any more
+};
 }  // namespace PortalResult
+
+// What a ticket request returns beside those.
+namespace TicketResult {
+enum Value : int {
+    kNoAddress = -3,       // the adapter has no address
+    kNoBody = -5,          // the request could not be built
+    kUnreadable = -7,      // the answer does not parse
+    kServerChanged = -99,  // another server of the cluster was chosen: start over
+};
+}  // namespace TicketResult
 
 // Time limits of the requests. libcurl takes them as seconds, which makes them about three and four hours: a
 // request ends with the connection, not with its time limit. Shorter limits would cut off slow portals.

@@ -144,6 +144,10 @@ class CPortalConn : public INetConn {
   private:
     void EnterState(ESTATE state);
 
+    // Server errors.
+    int JudgeServerError(const char* url, int status);
+    bool IsServerUsable();
+
     // Discovery.
     int FollowRedirects(CAutoString& page);
     int Probe(const CAutoString& url, CHttpData& answer);
@@ -168,7 +172,6 @@ class CPortalConn : public INetConn {
               Exchange& exchange);
     // Writes the answer's head to the log, cut when it is long.
     static void LogHead(const CHttpData& answer);
-    int JudgeServerError(const char* url, int status);
     int JudgeInterception(QuorvaneSvr::TaskItem item, const char* url);
     int JudgeErrorCode(int error, const CAutoString& subCode);
     int ReplaceAlgorithm(QuorvaneSvr::TaskItem item, CHttpData* data, int& failures);

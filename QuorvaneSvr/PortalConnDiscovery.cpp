@@ -163,13 +163,7 @@ int CPortalConn::RequestConfig(int report) {
     if (found != 1 && !GoOnAfterFailedProbe(found, report)) {
         return PortalResult::kFailure;
     }
-    if (m_nServerState == 0 && DisasterRecovery(m_DisasterUrl) == 0) {
-        NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorFinal, "");
-        return PortalResult::kFailure;
-    }
-    // A request of another thread may have met a server error since.
-    if (m_nServerState == 0) {
-        NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorRecovering, "");
+    if (!IsServerUsable()) {
         return PortalResult::kFailure;
     }
     if (m_portalParse.ParserConfig(m_configXML, m_pPortalConf) == -1) {
@@ -186,7 +180,7 @@ int CPortalConn::RequestConfig(int report) {
     return PortalResult::kSuccess;
 }
 
-// Only a server error leaves a way on: the configuration of the last time, if recovery allows it.
+// Only a server error leaves a way on: the configuration of the last time.
 bool CPortalConn::GoOnAfterFailedProbe(int failure, int report) {
     if (failure == CCurlHttp::kNoUrl) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kNoProbeUrl, "");

@@ -116,7 +116,7 @@ int CPortalConn::JudgeStateError(unsigned long code) {
         return PortalResult::kNegative;
     }
     if (code == PortalError::kLoginEnded && GetNetState() == ES_CONNECTED) {
-        NetStateChange(ES_CONNECTED, ES_CONNECTFAIL, StateCode::kLoginGone, "");
+        NetStateChange(ES_CONNECTED, ES_CONNECTFAIL, StateCode::kLoginUnknown, "");
     }
     ForgetServers();  // no log-out follows
     return PortalResult::kLoginEnded;

@@ -71,7 +71,7 @@ int CPortalConn::_RequestTicket() {
     }
     NetStateChange(ES_PRECONNECTING, ES_PRECONNECTING, StateCode::kTicketRequested, "");
     if (!TakeAddresses()) {
-        return PortalResult::kNoAddress;
+        return TicketResult::kNoAddress;
     }
     const CAuthConfig& record = *m_pPortalConf;
     const CAutoString body = m_portalParse.MakeTickRequestData(
@@ -79,7 +79,7 @@ int CPortalConn::_RequestTicket() {
         CommFunc::GetLocalTime(kPortalTimeFormat), record.ostag);
     if (body.IsEmpty()) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kTicketBodyEmpty, "");
-        return PortalResult::kNoBody;
+        return TicketResult::kNoBody;
     }
     Exchange exchange;
     Post(QuorvaneSvr::reqTicket, record.strTickUrl, body, RequestTimeOut::kStandard, exchange);
@@ -120,13 +120,13 @@ int CPortalConn::JudgeTicketFailure(const Exchange& exchange) {
         case PortalResult::kRepeat: return exchange.result;
         case PortalResult::kFailure:
             if (GetNewServerIP(m_pPortalConf->strTickUrl) != 0) {
-                return PortalResult::kServerChanged;
+                return TicketResult::kServerChanged;
             }
             CLog::GetInst()->WriteLog(INFO, "ticket http err is :%d", static_cast<int>(exchange.code));
             PostError(ES_PRECONNECTING, StateCode::kTicketExchangeFailed, exchange.code, 1);
             return PortalResult::kFailure;
         case PortalResult::kIntercepted:
-            NetStateChange(ES_CONNECTED, ES_DISCONNECTFAIL, StateCode::kRequestRedirected, "");
+            NetStateChange(ES_CONNECTED, ES_DISCONNECTFAIL, StateCode::kIntercepted, "");
             return exchange.result;
         case PortalResult::kPortalError:
             ReportPortalError(ES_PRECONNECTING, ES_PRECONNECTFAIL, exchange);
@@ -140,7 +140,7 @@ int CPortalConn::TakeTicket(const CHttpData& answer) {
     int expire = m_pPortalConf->expire;
     if (m_portalParse.ParserTickResponse(answer.RespData(), ticket, expire) != 0) {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kTicketUnreadable, "");
-        return PortalResult::kUnreadable;
+        return TicketResult::kUnreadable;
     }
     m_pPortalConf->strTicket = ticket;
     m_pPortalConf->expire = expire;
@@ -194,7 +194,7 @@ int CPortalConn::JudgeLoginFailure(const Exchange& exchange) {
             PostError(ES_CONNECTFAIL, StateCode::kLoginExchangeFailed, exchange.code, 1);
             return PortalResult::kFailure;
         case PortalResult::kIntercepted:
-            NetStateChange(ES_PRECONNECTING, ES_CONNECTFAIL, StateCode::kRequestRedirected, "");
+            NetStateChange(ES_PRECONNECTING, ES_CONNECTFAIL, StateCode::kIntercepted, "");
             return exchange.result;
         case PortalResult::kPortalError:
             if (exchange.code == PortalError::kAccountRefused) {

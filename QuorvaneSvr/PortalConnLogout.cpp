@@ -48,7 +48,7 @@ int CPortalConn::JudgeLogoutFailure(const Exchange& exchange) {
             CLog::GetInst()->WriteLog(INFO, "term http err is :%d", static_cast<int>(exchange.code));
             return PortalResult::kFailure;
         case PortalResult::kIntercepted:
-            NetStateChange(ES_CONNECTED, ES_DISCONNECTFAIL, StateCode::kRequestRedirected, "");
+            NetStateChange(ES_CONNECTED, ES_DISCONNECTFAIL, StateCode::kIntercepted, "");
             return exchange.result;
         case PortalResult::kPortalError:
             if (exchange.code == PortalError::kAlreadyLoggedOut ||

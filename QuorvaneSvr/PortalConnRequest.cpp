@@ -139,16 +139,6 @@ int CPortalConn::RequestPortalServer(TaskItem item, CHttpData* data, unsigned lo
     }
 }
 
-// The exchange reports a status of 400 or more by a code of its own; this is for one that returns the status.
-int CPortalConn::JudgeServerError(const char* url, int status) {
-    CLog::GetInst()->WriteLog(INFO, "request url %s return server err %d", url, status);
-    m_nServerState = 0;
-    const bool recovers = DisasterRecovery(m_DisasterUrl) != 0;
-    NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL,
-                   recovers ? StateCode::kServerErrorRecovering : StateCode::kServerErrorFinal, "");
-    return PortalResult::kServerError;
-}
-
 int CPortalConn::JudgeInterception(TaskItem item, const char* url) {
     CLog::GetInst()->WriteLog(INFO, "request %s redirect", url);
     if (item == QuorvaneSvr::pluse) {

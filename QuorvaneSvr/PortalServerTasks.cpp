@@ -275,7 +275,7 @@ void CPortalServer::reqTicket(Task& task) {
     const int result = m_pPortalConn->RequestTicket();
     if (result == PortalResult::kRepeat) {
         m_taskMgr.AddTask(task);
-    } else if (result == PortalResult::kServerChanged) {
+    } else if (result == TicketResult::kServerChanged) {
         QueueTask(QuorvaneSvr::checkNet);
     } else if (result == PortalResult::kSuccess) {
         const CAuthConfig& record = m_pPortalConn->GetRecord();
