@@ -6,6 +6,7 @@
 
 #include "ClientOperations.h"
 #include "Log.h"
+#include "SettingsKeys.h"
 #include "SettingsMending.h"
 #include "SimpleFile.h"
 #include "guard.h"
@@ -19,7 +20,7 @@ constexpr int kExclusive = 1;
 
 // Without the first a second instance may start, without the second this installation is another client to
 // the portal.
-constexpr const char* kKeysForTheDisk[] = {"PID", "clientId"};
+constexpr const char* kKeysForTheDisk[] = {SettingsKey::kProcessId, SettingsKey::kClientId};
 
 CAutoString SettingsPath() {
     char folder[PATH_MAX];

@@ -8,9 +8,11 @@
 #include "ClientOperations.h"
 #include "Deployment.h"
 #include "ElementText.h"
+#include "EmptiedNumber.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
+#include "RecordSettings.h"
 #include "SettingsKeys.h"
 
 namespace {
@@ -19,47 +21,15 @@ constexpr char kSystemTag[] = "linux64";
 constexpr char kUserAgentIPv4[] = "RAVO/Linux64/%s";
 constexpr char kUserAgentIPv6[] = "RAVO/LinuxIpv664/%s";
 
-constexpr char kConnectedKey[] = "connState";
-
 // The literal that stands for "nothing to publish". Its address is compared, not its text: a portal that
 // sends an empty value has set that value to empty, and the front end is told so.
 const char* const kNothingToPublish = "";
 
-// Settings of an earlier run that are plain texts, and the field each one fills.
-struct RecordText {
-    const char* key;
-    CAutoString CAuthConfig::*field;
-};
+// Values of this run that the record takes over.
 constexpr RecordText kIdentityTexts[] = {
-    {"hostName", &CAuthConfig::hostName},
-    {"clientId", &CAuthConfig::strClientId},
-    {"version", &CAuthConfig::version},
-};
-constexpr RecordText kSavedTexts[] = {
-    {"termUrl", &CAuthConfig::strTermUrl},
-    {"keepUrl", &CAuthConfig::strKeepUrl},
-    {"ticket", &CAuthConfig::strTicket},
-    {"stateUrl", &CAuthConfig::strStateUrl},
-    {"schoolId", &CAuthConfig::schoolId},
-    {"domain", &CAuthConfig::domain},
-    {"area", &CAuthConfig::area},
-    {"wlanuserip", &CAuthConfig::wlanuserip},
-    {"wlanusermac", &CAuthConfig::wlanusermac},
-    {"wlanacip", &CAuthConfig::wlancip},
-    {SettingsKey::kServers, &CAuthConfig::m_strServersIPv4},
-    {SettingsKey::kServersIPv6, &CAuthConfig::m_strServersIPv6},
-};
-
-// The same for numbers.
-struct RecordNumber {
-    const char* key;
-    int CAuthConfig::*field;
-};
-constexpr RecordNumber kSavedNumbers[] = {
-    {"keepRetry", &CAuthConfig::iKeepRetry},
-    {"defaultAuth", &CAuthConfig::nDefaultAuth},
-    {"plusInterval", &CAuthConfig::fileInterval},
-    {"plusFlag", &CAuthConfig::fileIntervalFlag},
+    {SettingsKey::kHostName, &CAuthConfig::hostName},
+    {SettingsKey::kClientId, &CAuthConfig::strClientId},
+    {SettingsKey::kVersion, &CAuthConfig::version},
 };
 
 CAutoString ValueOr(CAutoString value, const char* fallback) {
@@ -97,25 +67,20 @@ int CPortalConn::InitPortalConf() {
     CInfoCenter& settings = *m_host.GetInfoCenter();
 
     for (const RecordText& text : kIdentityTexts) {
-        record.*text.field = settings.GetValue(text.key);
+        record.*text.field = settings.GetValue(text.name);
     }
     CLog::GetInst()->WriteLog(INFO, "version is %s", record.version.GetBuffer());
     record.ostag = kSystemTag;
     record.strUserAgent.Format(kUserAgentIPv4, record.version.GetBuffer());
     LogUserAgent(record);
 
-    m_redirectUrl = ValueOr(settings.GetLocalValue("redirect"), QUORVANE_PROBE_URL);
-    m_redirectUrlIpv6 = ValueOr(settings.GetLocalValue("redirectipv6"), QUORVANE_PROBE_URL_IPV6);
-    for (const RecordText& text : kSavedTexts) {
-        record.*text.field = settings.GetLocalValue(text.key);
-    }
-    for (const RecordNumber& number : kSavedNumbers) {
-        record.*number.field = atoi(settings.GetLocalValue(number.key));
-    }
+    m_redirectUrl = ValueOr(settings.GetLocalValue(SettingsKey::kProbeUrl), QUORVANE_PROBE_URL);
+    m_redirectUrlIpv6 = ValueOr(settings.GetLocalValue(SettingsKey::kProbeUrlIPv6), QUORVANE_PROBE_URL_IPV6);
+    LoadRecord(settings, record);
     if (record.nDefaultAuth == 0) {
         record.nDefaultAuth = 1;
     }
-    m_DisasterUrl = settings.GetLocalValue("disasterUrl");
+    m_DisasterUrl = settings.GetLocalValue(SettingsKey::kDisasterMarker);
     m_cluster.SetKnown(record.m_strServersIPv4, record.m_strServersIPv6);
     m_cluster.Reload();
     m_DisasterUrl.MakeLower();
@@ -135,15 +100,14 @@ void CPortalConn::SetServerIp() {
 }
 
 int CPortalConn::GetConnCfg() {
-    return atoi(m_host.GetInfoCenter()->GetLocalValue(kConnectedKey));
+    return atoi(m_host.GetInfoCenter()->GetLocalValue(SettingsKey::kConnected));
 }
 
-// What is stored is empty, since itoa returns the end of its digits. Only a settings file written by hand (or
-// by another program) makes a later start find a recorded login and log it out.
+// Only a settings file written by hand (or by another program) makes a later start find a recorded login and
+// log it out.
 void CPortalConn::SetConnCfg(int connected) {
     CLog::GetInst()->WriteLog(INFO, connected != 0 ? "record connected" : "record not connect");
-    char digits[16];
-    m_host.GetInfoCenter()->SetLocalValue(kConnectedKey, itoa(connected, digits, 10));
+    m_host.GetInfoCenter()->SetLocalValue(SettingsKey::kConnected, EmptiedNumber(connected));
 }
 
 void CPortalConn::ResetNetConfig() {

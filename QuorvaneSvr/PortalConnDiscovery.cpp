@@ -3,12 +3,14 @@
 #include <utility>
 
 #include "CurlHttp.h"
+#include "EmptiedNumber.h"
 #include "HttpHelper.h"
 #include "HttpStatus.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "RecordSettings.h"
 
 namespace {
 
@@ -19,29 +21,13 @@ constexpr char kProbeHead[] =
 // The portal's own page, as opposed to the pages that lead to it. Only this one is moved to another server.
 constexpr char kPortalPage[] = "index.cgi";
 
-// Headers of the school network, the record's field and the settings key of each.
-struct SchoolHeader {
-    const char* header;
-    CAutoString CAuthConfig::*field;
-    const char* key;
-};
-constexpr SchoolHeader kSchoolHeaders[] = {
-    {"schoolid:", &CAuthConfig::schoolId, "schoolId"},
-    {"domain:", &CAuthConfig::domain, "domain"},
-    {"area:", &CAuthConfig::area, "area"},
+// Headers of the school network, and the field that each one fills.
+constexpr RecordText kSchoolHeaders[] = {
+    {"schoolid:", &CAuthConfig::schoolId},
+    {"domain:", &CAuthConfig::domain},
+    {"area:", &CAuthConfig::area},
 };
 constexpr size_t kSchoolHeaderCount = std::size(kSchoolHeaders);
-
-// What a redirect's query tells of this client and its access controller; the settings key is the same name.
-struct AccessParameter {
-    const char* name;
-    CAutoString CAuthConfig::*field;
-};
-constexpr AccessParameter kAccessParameters[] = {
-    {"wlanuserip", &CAuthConfig::wlanuserip},
-    {"wlanusermac", &CAuthConfig::wlanusermac},
-    {"wlanacip", &CAuthConfig::wlancip},
-};
 
 // The number of hops has no limit, and a portal may send us round in a circle. From this many hops on each
 // next one waits, so that a circle neither burns a core nor fills the disk with log lines.
@@ -56,7 +42,7 @@ bool IsPortalPage(const CAutoString& url) {
 bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCount]) {
     bool complete = true;
     for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
-        school[i] = answer.GetHeadAttri(kSchoolHeaders[i].header);
+        school[i] = answer.GetHeadAttri(kSchoolHeaders[i].name);
         complete = complete && !school[i].IsEmpty();
     }
     return complete;
@@ -136,8 +122,8 @@ void CPortalConn::TakeSchool(const CHttpData& answer) {
     }
     for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
         m_pPortalConf->*kSchoolHeaders[i].field = school[i];
-        m_host.GetInfoCenter()->SetLocalValue(kSchoolHeaders[i].key, school[i]);
     }
+    SaveRecord(*m_host.GetInfoCenter(), *m_pPortalConf, RecordGroup::kSchool);
 }
 
 void CPortalConn::TakeAccessController(CHttpHelper& address, const CAutoString& url) {
@@ -145,10 +131,10 @@ void CPortalConn::TakeAccessController(CHttpHelper& address, const CAutoString& 
         return;
     }
     CAuthConfig& record = *m_pPortalConf;
-    for (const AccessParameter& parameter : kAccessParameters) {
+    ForEachText(RecordGroup::kAccess, [&](const RecordText& parameter) {
         record.*parameter.field = address.GetParam(parameter.name);
-        m_host.GetInfoCenter()->SetLocalValue(parameter.name, record.*parameter.field);
-    }
+    });
+    SaveRecord(*m_host.GetInfoCenter(), record, RecordGroup::kAccess);
     CLog::GetInst()->WriteLog(INFO, "wlanuserip is %s, wlanusermac is %s, wlanacip is %s",
                               record.wlanuserip.GetBuffer(), record.wlanusermac.GetBuffer(),
                               record.wlancip.GetBuffer());
@@ -199,15 +185,13 @@ bool CPortalConn::GoOnAfterFailedProbe(int failure, int report) {
 void CPortalConn::PublishConfig() {
     const CAuthConfig& record = *m_pPortalConf;
     CInfoCenter& settings = *m_host.GetInfoCenter();
-    char digits[16];
-    SendData("authType", itoa(record.nAuthType, digits, 10));
-    settings.SetGlobalValue("wlanuserip", record.wlanuserip);
-    settings.SetGlobalValue("wlanusermac", record.wlanusermac);
-    SendData("authDefautType", itoa(record.nDefaultAuth, digits, 10));
-    settings.SetGlobalValue("wlanacip", record.wlancip);
-    for (const SchoolHeader& school : kSchoolHeaders) {
-        SendData(school.key, record.*school.field);
-    }
+    SendData("authType", EmptiedNumber(record.nAuthType));
+    SendData("authDefautType", EmptiedNumber(record.nDefaultAuth));
+    ForEachText(RecordGroup::kAccess, [&](const RecordText& parameter) {
+        settings.SetGlobalValue(parameter.name, record.*parameter.field);
+    });
+    ForEachText(RecordGroup::kSchool,
+                [&](const RecordText& school) { SendData(school.name, record.*school.field); });
     for (const auto& [name, element] : record.funCfg) {
         CAutoString escaped = element;
         escaped.Replace("<", "&lt;");
@@ -219,12 +203,10 @@ void CPortalConn::PublishConfig() {
 void CPortalConn::StoreConfig() {
     const CAuthConfig& record = *m_pPortalConf;
     CInfoCenter& settings = *m_host.GetInfoCenter();
-    char digits[16];
-    settings.SetLocalValue("tickUrl", record.strTickUrl);
-    settings.SetLocalValue("stateUrl", record.strStateUrl);
-    settings.SetLocalValue("defaultAuth", itoa(record.nDefaultAuth, digits, 10));
-    SendData("version", record.version);
-    SendData("clientId", settings.GetLocalValue("clientId"));
+    settings.SetLocalValue(SettingsKey::kTicketUrl, record.strTickUrl);
+    SaveRecord(settings, record, RecordGroup::kConfig);
+    SendData(SettingsKey::kVersion, record.version);
+    SendData(SettingsKey::kClientId, settings.GetLocalValue(SettingsKey::kClientId));
 }
 
 void CPortalConn::StoreServerList() {

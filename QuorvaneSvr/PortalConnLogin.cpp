@@ -10,6 +10,7 @@
 #include "MarkupRead.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "RecordSettings.h"
 #include "XMLOpt.h"
 
 namespace {
@@ -50,7 +51,7 @@ int CPortalConn::RequestTicket() {
         return result;
     }
     const CAuthConfig& record = *m_pPortalConf;
-    m_host.GetInfoCenter()->SetLocalValue("ticket", record.strTicket);
+    SaveRecord(*m_host.GetInfoCenter(), record, RecordGroup::kTicket);
     CLog::GetInst()->WriteLog(INFO, "ticket is %s", record.strTicket.GetBuffer());
     NetStateChange(ES_PRECONNECTING, ES_PRECONNECTED, StateCode::kTicketObtained, "");
     // The front end shows <qr> as a QR code for the login by mobile.
@@ -144,7 +145,7 @@ int CPortalConn::TakeTicket(const CHttpData& answer) {
     }
     m_pPortalConf->strTicket = ticket;
     m_pPortalConf->expire = expire;
-    m_host.GetInfoCenter()->SetGlobalValue("ticket", ticket);
+    m_host.GetInfoCenter()->SetGlobalValue(SettingsKey::kTicket, ticket);
     return PortalResult::kSuccess;
 }
 
@@ -283,10 +284,7 @@ void CPortalConn::SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoS
     record.m_strDNS = dns;
 
     CInfoCenter& settings = *m_host.GetInfoCenter();
-    char digits[16];
-    settings.SetLocalValue("termUrl", termUrl);
-    settings.SetLocalValue("keepUrl", keepUrl);
-    settings.SetLocalValue("keepRetry", itoa(keepRetry, digits, 10));
+    SaveRecord(settings, record, RecordGroup::kLogin);
     record.againstList.Replace("\r\n", "");
     settings.SetValue("againstList", record.againstList);
     CAutoString dialled;

@@ -96,6 +96,16 @@ struct CAuthConfig {
     int64_t trafficStatisticsInterval = 0;  // seconds between two reports
 };
 
+// A field of the record and the name that it has elsewhere: of an element, a header or a setting.
+struct RecordText {
+    const char* name;
+    CAutoString CAuthConfig::*field;
+};
+struct RecordNumber {
+    const char* name;
+    int CAuthConfig::*field;
+};
+
 // Builds and reads the portal's documents: cuts the configuration out of the portal page, reads it into a
 // CAuthConfig, builds the request documents and heads, and reads the answers. Every request body goes through
 // the algorithm module, every answer comes back through it. One object belongs to one thread at a time.

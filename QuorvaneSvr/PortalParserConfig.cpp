@@ -18,11 +18,7 @@ constexpr int kNoShareTime = 0;                // no sharing check
 constexpr int kDefaultLogoutTime = 300;        // seconds
 
 // Children of <config> that are plain texts, and the field each one fills.
-struct ConfigText {
-    const char* element;
-    CAutoString CAuthConfig::*field;
-};
-constexpr ConfigText kConfigTexts[] = {
+constexpr RecordText kConfigTexts[] = {
     {"ticket-url", &CAuthConfig::strTickUrl},
     {"query-url", &CAuthConfig::strQueryUrl},
     {"auth-url", &CAuthConfig::strAuthUrl},
@@ -167,8 +163,8 @@ int CPortalParser::ParserConfig(const char* document, CAuthConfig*& record) {
     if (!markup.SetDoc(document) || !markup.IsWellFormed() || !markup.FindElem(kConfigRoot)) {
         return -1;
     }
-    for (const ConfigText& text : kConfigTexts) {
-        ReadChildText(markup, text.element, record->*text.field);
+    for (const RecordText& text : kConfigTexts) {
+        ReadChildText(markup, text.name, record->*text.field);
     }
     ReadStateInterval(markup, *record);
     ReadNotices(markup, *record);

@@ -15,10 +15,10 @@
 #include "Log.h"
 #include "PortalServer.h"
 #include "Server.h"
+#include "SettingsKeys.h"
 
 namespace {
 
-constexpr char kProcessIdKey[] = "PID";
 constexpr char kOutgoingPipe[] = "serverpipe";
 constexpr char kIncomingPipe[] = "clientpipe";
 constexpr int kAllLevels = DEBUG;
@@ -75,13 +75,13 @@ bool HasWorkingFolder() {
 // an earlier run does. The stored text ends in a newline.
 bool StartSingle() {
     CInfoCenter* settings = CInfoCenter::GetInst();
-    const CAutoString previous = settings->GetLocalValue(kProcessIdKey);
+    const CAutoString previous = settings->GetLocalValue(SettingsKey::kProcessId);
     if (!previous.IsEmpty() && kill(atoi(previous), 0) != -1) {
         return false;
     }
     CAutoString own;
     own.Format("%d\n", getpid());
-    (void)settings->SetLocalValue(kProcessIdKey,
+    (void)settings->SetLocalValue(SettingsKey::kProcessId,
                                   own);  // without settings there is no single instance to keep
     return true;
 }

@@ -13,6 +13,8 @@ inline constexpr char kProbeUrl[] = "redirect";
 inline constexpr char kProbeUrlIPv6[] = "redirectipv6";
 inline constexpr char kDisasterMarker[] = "disasterUrl";
 inline constexpr char kConnected[] = "connState";
+// The ticket, also a value that front ends are told.
+inline constexpr char kTicket[] = "ticket";
 // Saved for whoever reads the file: a start asks the portal for it.
 inline constexpr char kTicketUrl[] = "tickUrl";
 // The portal's server lists.

@@ -2,15 +2,8 @@
 
 #include "AdapterCard.h"
 #include "InfoCenter.h"
+#include "SettingsKeys.h"
 #include "uuid32.h"
-
-namespace {
-
-constexpr char kClientIdKey[] = "clientId";
-constexpr char kHostNameKey[] = "hostName";
-constexpr char kVersionKey[] = "version";
-
-}  // namespace
 
 int CUserInfo::Init() {
     m_clientId = GetClientId();
@@ -18,16 +11,16 @@ int CUserInfo::Init() {
     m_version = GetVersion();
 
     CInfoCenter* settings = CInfoCenter::GetInst();
-    settings->SetValue(kClientIdKey, m_clientId);
-    settings->SetValue(kHostNameKey, m_hostName);
-    settings->SetValue(kVersionKey, m_version);
+    settings->SetValue(SettingsKey::kClientId, m_clientId);
+    settings->SetValue(SettingsKey::kHostName, m_hostName);
+    settings->SetValue(SettingsKey::kVersion, m_version);
     // Written at every start, also when it was read from there.
-    settings->SetLocalValue(kClientIdKey, m_clientId);
+    settings->SetLocalValue(SettingsKey::kClientId, m_clientId);
     return 1;
 }
 
 CAutoString CUserInfo::GetClientId() {
-    const CAutoString stored = CInfoCenter::GetInst()->GetLocalValue(kClientIdKey);
+    const CAutoString stored = CInfoCenter::GetInst()->GetLocalValue(SettingsKey::kClientId);
     return stored.IsEmpty() ? CreateClientId() : stored;
 }
 
@@ -44,5 +37,5 @@ CAutoString CUserInfo::GetHostName() {
 }
 
 CAutoString CUserInfo::GetVersion() {
-    return m_version.IsEmpty() ? CInfoCenter::GetInst()->GetLocalValue(kVersionKey) : m_version;
+    return m_version.IsEmpty() ? CInfoCenter::GetInst()->GetLocalValue(SettingsKey::kVersion) : m_version;
 }
