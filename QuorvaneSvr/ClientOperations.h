@@ -37,5 +37,12 @@ constexpr char kSubErrorCodePath[] = "P.subErrCode";
 // A published value.
 constexpr char kValueFormat[] = "<key>%s</key><value>%s</value>";
 
-// Parameters of a login, account and password; they go in as they stand.
+// Parameters of the operations: where an envelope holds them, and how a front end writes them. Texts go in as
+// they stand.
+constexpr char kUserPath[] = "P.user";  // of a login
+constexpr char kPasswordPath[] = "P.password";
 constexpr char kLoginFormat[] = "<user>%s</user><password>%s</password>";
+constexpr char kReasonPath[] = "P.src";  // of a log-out
+constexpr char kReasonFormat[] = "<src>%s</src>";
+constexpr char kTicketPath[] = "P.ticket";  // of the other terminal
+constexpr char kTicketFormat[] = "<ticket>%s</ticket>";

@@ -57,8 +57,8 @@ constexpr int kStateUndecided = 300;
 constexpr int kStateUndecidedToo = 301;
 }  // namespace PortalError
 
-// Why a login ends. The number goes to the portal in the log-out request; a front end sends its own in
-// "P.src".
+// Why a login ends. The number goes to the portal in the log-out request; a front end sends its own
+// (kReasonPath).
 namespace LogoutReason {
 inline constexpr char kFinal[] = "2";  // after this and kShutdown no ticket for a next login is requested
 inline constexpr char kKeepAliveFailed[] = "3";

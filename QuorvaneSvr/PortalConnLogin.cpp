@@ -10,6 +10,7 @@
 #include "MarkupRead.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "PortalElements.h"
 #include "RecordSettings.h"
 #include "XMLOpt.h"
 
@@ -156,8 +157,8 @@ int CPortalConn::Connect(const char* param) {
         return PortalResult::kFailure;
     }
     CAuthConfig& record = *m_pPortalConf;
-    record.userName = request.GetValue("P.user");
-    record.password = request.GetValue("P.password");
+    record.userName = request.GetValue(kUserPath);
+    record.password = request.GetValue(kPasswordPath);
     AccountTran();
     CLog::GetInst()->WriteLog(INFO, "CPortalConn::ConnectThread");
     NetStateChange(ES_NONE, ES_CONNECTING, StateCode::kLoggingIn, "");
@@ -294,7 +295,7 @@ void CPortalConn::SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoS
 
 int CPortalConn::SetDNS(CAutoString& xml) {
     CMarkup markup;
-    if (!markup.SetDoc(xml) || !markup.FindElem("domain-config")) {
+    if (!markup.SetDoc(xml) || !markup.FindElem(PortalElement::kDomainConfig)) {
         return CPushedServers::kNoServer;
     }
     CAutoString dns1;

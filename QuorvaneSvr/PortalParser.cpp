@@ -11,14 +11,16 @@
 
 #include "Log.h"
 #include "MarkupRead.h"
+#include "PortalElements.h"
 #include "SimpleFile.h"
 #include "ZsmHelper.h"
+
+using namespace PortalElement;
 
 namespace {
 
 constexpr char kModuleFile[] = "/zxmAlogic.zxm";
 constexpr char kEmptyRequest[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><request></request>";
-constexpr char kResponseRoot[] = "response";
 constexpr char kModuleCharset[] = "UTF-8";
 constexpr char kServiceCharset[] = "GB18030";  // what the answers are read and shown in
 
@@ -97,12 +99,12 @@ CAutoString CPortalParser::MakeTickRequestData(const char* hostName, const char*
                                                const char* clientId, const char* ip4, const char* ip6,
                                                const char* mac, const char* localTime, const char* osTag) {
     return EncodePostRequestData(NewRequest({{"host-name", hostName},
-                                             {"user-agent", userAgent},
-                                             {"client-id", clientId},
-                                             {"ipv4", ip4},
-                                             {"ipv6", ip6},
-                                             {"mac", mac},
-                                             {"local-time", localTime},
+                                             {kUserAgent, userAgent},
+                                             {kClientId, clientId},
+                                             {kIPv4, ip4},
+                                             {kIPv6, ip6},
+                                             {kMac, mac},
+                                             {kLocalTime, localTime},
                                              {"ostag", osTag}})
                                      .GetDoc());
 }
@@ -110,32 +112,32 @@ CAutoString CPortalParser::MakeTickRequestData(const char* hostName, const char*
 CAutoString CPortalParser::MakeAuthRequestData(const char* userAgent, const char* clientId,
                                                const char* userId, const char* password, const char* ticket,
                                                const char* localTime) {
-    return EncodePostRequestData(NewRequest({{"user-agent", userAgent},
-                                             {"client-id", clientId},
+    return EncodePostRequestData(NewRequest({{kUserAgent, userAgent},
+                                             {kClientId, clientId},
                                              {"userid", userId},
                                              {"passwd", password},
-                                             {"ticket", ticket},
-                                             {"local-time", localTime}})
+                                             {kTicket, ticket},
+                                             {kLocalTime, localTime}})
                                      .GetDoc());
 }
 
 CAutoString CPortalParser::MakeTerminalRequestData(const char* userAgent, const char* clientId,
                                                    const char* localTime) {
     return EncodePostRequestData(
-        NewRequest({{"user-agent", userAgent}, {"client-id", clientId}, {"local-time", localTime}}).GetDoc());
+        NewRequest({{kUserAgent, userAgent}, {kClientId, clientId}, {kLocalTime, localTime}}).GetDoc());
 }
 
 CAutoString CPortalParser::MakeKeepRequestData(const char* userAgent, const char* clientId,
                                                const char* ticket, const char* ip4, const char* ip6,
                                                const char* mac, const char* localTime,
                                                const char* subDocument, int shared) {
-    CMarkup markup = NewRequest({{"user-agent", userAgent},
-                                 {"client-id", clientId},
-                                 {"ticket", ticket},
-                                 {"ipv4", ip4},
-                                 {"ipv6", ip6},
-                                 {"mac", mac},
-                                 {"local-time", localTime}});
+    CMarkup markup = NewRequest({{kUserAgent, userAgent},
+                                 {kClientId, clientId},
+                                 {kTicket, ticket},
+                                 {kIPv4, ip4},
+                                 {kIPv6, ip6},
+                                 {kMac, mac},
+                                 {kLocalTime, localTime}});
     if (subDocument != nullptr) {
         markup.AddChildSubDoc(subDocument);
     }
@@ -148,21 +150,20 @@ CAutoString CPortalParser::MakeKeepRequestData(const char* userAgent, const char
 CAutoString CPortalParser::MakeTermRequestData(const char* userAgent, const char* clientId,
                                                const char* ticket, const char* localTime,
                                                const char* reason) {
-    return EncodePostRequestData(NewRequest({{"user-agent", userAgent},
-                                             {"client-id", clientId},
-                                             {"ticket", ticket},
-                                             {"local-time", localTime},
+    return EncodePostRequestData(NewRequest({{kUserAgent, userAgent},
+                                             {kClientId, clientId},
+                                             {kTicket, ticket},
+                                             {kLocalTime, localTime},
                                              {"reason", reason}})
                                      .GetDoc());
 }
 
 CAutoString CPortalParser::MakeStateRequestData(const char* userAgent, const char* clientId,
                                                 const char* ticket, const char* localTime) {
-    return EncodePostRequestData(NewRequest({{"user-agent", userAgent},
-                                             {"client-id", clientId},
-                                             {"ticket", ticket},
-                                             {"local-time", localTime}})
-                                     .GetDoc());
+    return EncodePostRequestData(
+        NewRequest(
+            {{kUserAgent, userAgent}, {kClientId, clientId}, {kTicket, ticket}, {kLocalTime, localTime}})
+            .GetDoc());
 }
 
 CAutoString CPortalParser::MakeRequestHead(const char* userAgent, const char* clientId, const char* checksum,
@@ -177,7 +178,7 @@ CAutoString CPortalParser::MakeRequestHead(const char* userAgent, const char* cl
 }
 
 bool CPortalParser::OpenResponse(const CAutoString& document, CMarkup& markup) {
-    return markup.SetDoc(document) && markup.FindElem(kResponseRoot);
+    return markup.SetDoc(document) && markup.FindElem(kResponse);
 }
 
 int CPortalParser::ParserTickResponse(const char* body, CAutoString& ticket, int& expire) {
@@ -185,7 +186,7 @@ int CPortalParser::ParserTickResponse(const char* body, CAutoString& ticket, int
     if (!OpenResponse(DecodePostResponseData(body), markup)) {
         return -1;
     }
-    ReadChildText(markup, "ticket", ticket);
+    ReadChildText(markup, kTicket, ticket);
     ReadChildNumber(markup, "expire", expire);
     return 0;
 }
@@ -203,8 +204,8 @@ int CPortalParser::ParserAuthResponse(const char* body, CAutoString& userId, int
     ReadChildNumber(markup, "keep-retry", keepRetry);
     ReadChildText(markup, "keep-url", keepUrl);
     ReadChildText(markup, "term-url", termUrl);
-    ReadChildSubDoc(markup, "user-config", userConfig);
-    ReadChildSubDoc(markup, "domain-config", domainConfig);
+    ReadChildSubDoc(markup, kUserConfig, userConfig);
+    ReadChildSubDoc(markup, kDomainConfig, domainConfig);
     return 0;
 }
 

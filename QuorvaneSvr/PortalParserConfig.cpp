@@ -5,6 +5,7 @@
 #include "Deployment.h"
 #include "Log.h"
 #include "MarkupRead.h"
+#include "PortalElements.h"
 #include "PortalParser.h"
 
 namespace {
@@ -171,7 +172,7 @@ int CPortalParser::ParserConfig(const char* document, CAuthConfig*& record) {
     ReadAccountRule(markup, *record);
     ReadAuthTypes(markup, *record);
     ReadServerList(markup, *record);
-    ReadChildSubDoc(markup, "user-config", record->againstList);
+    ReadChildSubDoc(markup, PortalElement::kUserConfig, record->againstList);
     ReadFunctionSettings(markup, *record);
     return 0;
 }

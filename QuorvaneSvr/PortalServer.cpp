@@ -127,7 +127,7 @@ void CPortalServer::Connect(const char* /*source*/, CXMLOpt& document) {
 }
 
 void CPortalServer::DisConnect(const char* /*source*/, CXMLOpt& document) {
-    DisConnect(document.GetValue("P.src"));
+    DisConnect(document.GetValue(kReasonPath));
 }
 
 void CPortalServer::TerminalRequest(const char* /*source*/, CXMLOpt& document) {
@@ -138,7 +138,7 @@ void CPortalServer::TerminalRequest(const char* /*source*/, CXMLOpt& document) {
 void CPortalServer::TerminalTermRequest(const char* /*source*/, CXMLOpt& document) {
     {
         const CLockGuard<GLockObj> guard(m_ticketLock);
-        m_otherTicket = document.GetValue("P.ticket");
+        m_otherTicket = document.GetValue(kTicketPath);
     }
     QueueTask(QuorvaneSvr::terminalTerm, QuorvaneSvr::high, document.GetDoc(nullptr));
 }

@@ -6,6 +6,7 @@
 
 #include "Log.h"
 #include "Markup.h"
+#include "PortalElements.h"
 #include "SystemControl.h"
 #include "comm.h"
 
@@ -20,7 +21,7 @@ constexpr int kHeaderLines = 1;  // what ps prints when no process has the name
 
 bool CWiFiSharedValidate::Initialization(const char* xml) {
     CMarkup rules;
-    if (xml == nullptr || *xml == '\0' || !rules.SetDoc(xml) || !rules.FindElem("user-config") ||
+    if (xml == nullptr || *xml == '\0' || !rules.SetDoc(xml) || !rules.FindElem(PortalElement::kUserConfig) ||
         !rules.FindChildElem("against")) {
         return m_bIsInitialized;
     }

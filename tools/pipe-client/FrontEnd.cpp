@@ -68,6 +68,12 @@ CAutoString Escaped(const std::string& text) {
     return CMarkup::EscapeText(text.c_str());
 }
 
+std::string Parameter(const char* format, const std::string& text) {
+    CAutoString parameter;
+    parameter.Format(format, Escaped(text).GetBuffer());
+    return parameter.GetText();
+}
+
 }  // namespace
 
 Report::Report(const std::string& envelope) : text(envelope) {
@@ -140,11 +146,11 @@ bool FrontEnd::Login(const std::string& account, const std::string& password) {
 }
 
 bool FrontEnd::Logout(const std::string& reason) {
-    return Send(ClientOperation::kDisconnect, ("<src>" + Escaped(reason) + "</src>").GetText());
+    return Send(ClientOperation::kDisconnect, Parameter(kReasonFormat, reason));
 }
 
 bool FrontEnd::TerminalLogout(const std::string& ticket) {
-    return Send(ClientOperation::kTerminalTerm, ("<ticket>" + Escaped(ticket) + "</ticket>").GetText());
+    return Send(ClientOperation::kTerminalTerm, Parameter(kTicketFormat, ticket));
 }
 
 std::optional<Report> FrontEnd::Receive(Milliseconds timeOut) {
