@@ -119,7 +119,7 @@ void CPortalServer::CheckEnv(const char* /*source*/, CXMLOpt& /*document*/) {
 }
 
 void CPortalServer::CheckNetStatus(int delay) {
-    ArmTask(QuorvaneSvr::checkNet, false, delay, true);
+    ArmTaskIn(delay, QuorvaneSvr::checkNet, IfArmed::kReplace);
 }
 
 void CPortalServer::Connect(const char* /*source*/, CXMLOpt& document) {

@@ -111,13 +111,17 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     using TaskHandler = void (CPortalServer::*)(QuorvaneSvr::Task& task);
     struct TaskKind;
     static const TaskKind kTaskKinds[];
+    static constexpr bool AreTaskKindsInOrder();
     static const TaskKind& KindOf(QuorvaneSvr::TaskItem item);
 
     void RunTask(QuorvaneSvr::Task& task);
     void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
                    const char* tag = "");
-    void ArmTask(QuorvaneSvr::TaskItem item, bool atOnce, long delaySeconds, bool replace,
-                 const CAutoString& tag = CAutoString());
+    // What becomes of a task of the same kind that is armed already.
+    enum class IfArmed { kKeep, kReplace };
+    void ArmTaskNow(QuorvaneSvr::TaskItem item, IfArmed ifArmed, const CAutoString& tag = CAutoString());
+    void ArmTaskIn(long seconds, QuorvaneSvr::TaskItem item, IfArmed ifArmed,
+                   const CAutoString& tag = CAutoString());
 
     void TellState();
     bool FindAdapter(CAutoString& name);

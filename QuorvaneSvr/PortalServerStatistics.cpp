@@ -41,10 +41,10 @@ int CPortalServer::NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& n
     }
     const CAutoString tag = MakeStatisticsTag(type, next);
     if (type == TIMING) {
-        ArmTask(QuorvaneSvr::trafficStatistics, false, static_cast<long>(settings.intervalSeconds), false,
-                tag);
+        ArmTaskIn(static_cast<long>(settings.intervalSeconds), QuorvaneSvr::trafficStatistics, IfArmed::kKeep,
+                  tag);
     } else {
-        ArmTask(QuorvaneSvr::trafficStatistics, true, 0, true, tag);
+        ArmTaskNow(QuorvaneSvr::trafficStatistics, IfArmed::kReplace, tag);
     }
     return 0;
 }

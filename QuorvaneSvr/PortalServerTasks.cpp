@@ -27,31 +27,41 @@ constexpr int kUnknownNetRests = 600;               // 300 seconds between two r
 
 }  // namespace
 
-// Every kind of task by its number: what runs it, and the level that it gets when the timer queues it.
+// Every kind of task: what runs it, and the level that it gets when the timer queues it.
 struct CPortalServer::TaskKind {
+    TaskItem item;
     TaskHandler handler;
     TaskLevel timerLevel;
 };
 
 // clang-format off
-const CPortalServer::TaskKind CPortalServer::kTaskKinds[] = {
-    /* noTask            */ {nullptr, QuorvaneSvr::normal},
-    /* checkNet          */ {&CPortalServer::checkNet, QuorvaneSvr::mostHigh},
-    /* checkUnknowNet    */ {&CPortalServer::checkUnknowNet, QuorvaneSvr::normal},
-    /* reqConfig         */ {&CPortalServer::reqConfig, QuorvaneSvr::normal},
-    /* reqTicket         */ {&CPortalServer::reqTicket, QuorvaneSvr::mostHigh},
-    /* reqState          */ {&CPortalServer::reqState, QuorvaneSvr::normal},
-    /* auth              */ {&CPortalServer::auth, QuorvaneSvr::normal},
-    /* term              */ {&CPortalServer::term, QuorvaneSvr::normal},
-    /* pluse             */ {&CPortalServer::pluse, QuorvaneSvr::high},
-    /* checkWifi         */ {&CPortalServer::checkWifi, QuorvaneSvr::low},
-    /* termForWifi       */ {&CPortalServer::termForWifi, QuorvaneSvr::low},
-    /* terminal          */ {&CPortalServer::TerminalRequestFun, QuorvaneSvr::high},
-    /* terminalTerm      */ {&CPortalServer::TerminalTermRequestFun, QuorvaneSvr::high},
-    /* keepPort          */ {nullptr, QuorvaneSvr::high},
-    /* trafficStatistics */ {&CPortalServer::trafficStatistics, QuorvaneSvr::high},
+constexpr CPortalServer::TaskKind CPortalServer::kTaskKinds[] = {
+    {QuorvaneSvr::noTask,            nullptr, QuorvaneSvr::normal},
+    {QuorvaneSvr::checkNet,          &CPortalServer::checkNet, QuorvaneSvr::mostHigh},
+    {QuorvaneSvr::checkUnknowNet,    &CPortalServer::checkUnknowNet, QuorvaneSvr::normal},
+    {QuorvaneSvr::reqConfig,         &CPortalServer::reqConfig, QuorvaneSvr::normal},
+    {QuorvaneSvr::reqTicket,         &CPortalServer::reqTicket, QuorvaneSvr::mostHigh},
+    {QuorvaneSvr::reqState,          &CPortalServer::reqState, QuorvaneSvr::normal},
+    {QuorvaneSvr::auth,              &CPortalServer::auth, QuorvaneSvr::normal},
+    {QuorvaneSvr::term,              &CPortalServer::term, QuorvaneSvr::normal},
+    {QuorvaneSvr::pluse,             &CPortalServer::pluse, QuorvaneSvr::high},
+    {QuorvaneSvr::checkWifi,         &CPortalServer::checkWifi, QuorvaneSvr::low},
+    {QuorvaneSvr::termForWifi,       &CPortalServer::termForWifi, QuorvaneSvr::low},
+    {QuorvaneSvr::terminal,          &CPortalServer::TerminalRequestFun, QuorvaneSvr::high},
+    {QuorvaneSvr::terminalTerm,      &CPortalServer::TerminalTermRequestFun, QuorvaneSvr::high},
+    {QuorvaneSvr::keepPort,          nullptr, QuorvaneSvr::high},
+    {QuorvaneSvr::trafficStatistics, &CPortalServer::trafficStatistics, QuorvaneSvr::high},
 };
 // clang-format on
+
+constexpr bool CPortalServer::AreTaskKindsInOrder() {
+    for (size_t i = 0; i < std::size(kTaskKinds); ++i) {
+        if (kTaskKinds[i].item != static_cast<TaskItem>(i)) {
+            return false;
+        }
+    }
+    return std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1;
+}
 
 void CPortalServer::Work(int start) {
     if (start == 0) {
@@ -83,7 +93,7 @@ void CPortalServer::Work() {
 
 // A number that names no kind of task is like noTask.
 const CPortalServer::TaskKind& CPortalServer::KindOf(TaskItem item) {
-    static_assert(std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1, "one row for each kind");
+    static_assert(AreTaskKindsInOrder(), "one row for each kind, at the place of its number");
     const bool isKnown = item >= QuorvaneSvr::noTask && item <= QuorvaneSvr::trafficStatistics;
     return kTaskKinds[isKnown ? item : QuorvaneSvr::noTask];
 }
@@ -122,9 +132,12 @@ void CPortalServer::QueueTask(TaskItem item, TaskLevel level, const char* tag) {
     m_taskMgr.AddTask(task);
 }
 
-void CPortalServer::ArmTask(TaskItem item, bool atOnce, long delaySeconds, bool replace,
-                            const CAutoString& tag) {
-    CTableTimer::AddTask(item, kOneShot, atOnce, delaySeconds, replace, tag);
+void CPortalServer::ArmTaskNow(TaskItem item, IfArmed ifArmed, const CAutoString& tag) {
+    CTableTimer::AddTask(item, kOneShot, true, 0, ifArmed == IfArmed::kReplace, tag);
+}
+
+void CPortalServer::ArmTaskIn(long seconds, TaskItem item, IfArmed ifArmed, const CAutoString& tag) {
+    CTableTimer::AddTask(item, kOneShot, false, seconds, ifArmed == IfArmed::kReplace, tag);
 }
 
 void CPortalServer::StopTask(TaskItem item) {
@@ -241,7 +254,7 @@ void CPortalServer::ChangeToUnknowEnv() {
     StopAllTask();
     WriteRelaxed(m_bPortalEnv, 0);
     PostNetStateMessage(INetConn::ET_UNKNOWN, INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "");
-    ArmTask(QuorvaneSvr::checkUnknowNet, false, kUnknownNetDelaySeconds, true);
+    ArmTaskIn(kUnknownNetDelaySeconds, QuorvaneSvr::checkUnknowNet, IfArmed::kReplace);
 }
 
 void CPortalServer::checkUnknowNet(Task& /*task*/) {
@@ -261,7 +274,7 @@ void CPortalServer::checkUnknowNet(Task& /*task*/) {
         CLog::GetInst()->WriteLog(INFO, "env still unknow env");
         QueueTask(QuorvaneSvr::reqState);
     } else {
-        ArmTask(QuorvaneSvr::checkUnknowNet, false, kUnknownNetDelaySeconds, true);
+        ArmTaskIn(kUnknownNetDelaySeconds, QuorvaneSvr::checkUnknowNet, IfArmed::kReplace);
     }
 }
 
@@ -279,8 +292,8 @@ void CPortalServer::reqTicket(Task& task) {
         QueueTask(QuorvaneSvr::checkNet);
     } else if (result == PortalResult::kSuccess) {
         const CAuthConfig& record = m_pPortalConn->GetRecord();
-        ArmTask(QuorvaneSvr::reqTicket, false, record.expire, true);
-        ArmTask(QuorvaneSvr::reqState, true, static_cast<long>(record.stateInterval), false);
+        ArmTaskIn(record.expire, QuorvaneSvr::reqTicket, IfArmed::kReplace);
+        ArmTaskNow(QuorvaneSvr::reqState, IfArmed::kKeep);
     }
 }
 
@@ -301,8 +314,8 @@ void CPortalServer::reqState(Task& task) {
             break;
         case PortalResult::kFailure: break;
         default:
-            ArmTask(QuorvaneSvr::reqState, false, static_cast<long>(m_pPortalConn->GetRecord().stateInterval),
-                    false);
+            ArmTaskIn(static_cast<long>(m_pPortalConn->GetRecord().stateInterval), QuorvaneSvr::reqState,
+                      IfArmed::kKeep);
             break;
     }
 }
@@ -327,9 +340,9 @@ void CPortalServer::StartKeepingLogin() {
     WriteRelaxed(m_bPortalEnv, 1);
     StopTask(QuorvaneSvr::reqTicket);
     StopTask(QuorvaneSvr::reqState);
-    ArmTask(QuorvaneSvr::pluse, true, record.iInterval, true);
+    ArmTaskNow(QuorvaneSvr::pluse, IfArmed::kReplace);
     if (record.checkWifiInterval != 0) {
-        ArmTask(QuorvaneSvr::checkWifi, false, kFirstSharingCheckDelaySeconds, true);
+        ArmTaskIn(kFirstSharingCheckDelaySeconds, QuorvaneSvr::checkWifi, IfArmed::kReplace);
     }
 }
 
@@ -363,7 +376,7 @@ void CPortalServer::pluse(Task& task) {
         case PortalResult::kRepeat: m_taskMgr.AddTask(task); break;
         case PortalResult::kNegative:
         case PortalResult::kSuccess:
-            ArmTask(QuorvaneSvr::pluse, false, m_pPortalConn->GetRecord().iInterval, true);
+            ArmTaskIn(m_pPortalConn->GetRecord().iInterval, QuorvaneSvr::pluse, IfArmed::kReplace);
             break;
         case PortalResult::kLoginEnded:
             StopTask(QuorvaneSvr::pluse);
@@ -386,11 +399,11 @@ void CPortalServer::checkWifi(Task& /*task*/) {
     }
     m_pPortalConn->NoteSharing(CheckWiFiShare(record.againstList));
     if (record.checkResult == 0) {
-        ArmTask(QuorvaneSvr::checkWifi, false, static_cast<long>(record.checkWifiInterval), true);
+        ArmTaskIn(static_cast<long>(record.checkWifiInterval), QuorvaneSvr::checkWifi, IfArmed::kReplace);
         return;
     }
     StopTask(QuorvaneSvr::checkWifi);
-    ArmTask(QuorvaneSvr::termForWifi, false, static_cast<long>(record.logoutDelay), false);
+    ArmTaskIn(static_cast<long>(record.logoutDelay), QuorvaneSvr::termForWifi, IfArmed::kKeep);
     CLog::GetInst()->WriteLog(INFO, "%s", m_WiFiSharedValidate.GetDisplayName());
 }
 
