@@ -1,8 +1,7 @@
 #pragma once
 
 #include "AutoString.h"
-#include "HttpData.h"
-#include "HttpHelper.h"
+#include "Exchange.h"
 #include "INetConn.h"
 #include "IPortalHost.h"
 #include "LastReport.h"
@@ -12,7 +11,6 @@
 #include "ServerCluster.h"
 #include "TaskMgr.h"
 #include "comm.h"
-#include "guard.h"
 #include "ptlock.h"
 
 // The client side of the portal's protocol: finds the portal, fetches its configuration, gets a ticket, logs
@@ -20,17 +18,14 @@
 // Operations that ask the portal block until it has answered and belong to one thread at a time: the work
 // thread, and whoever shuts the business down after it has ended. Init comes before it starts. The message
 // thread may call GetNetState (it sees the state of a moment ago), ReloadServerLists and
-// PostLastNetStateMessage at any time. Sources: PortalConn (construction, settings), PortalConnDiscovery,
-// PortalConnFailover, PortalConnRequest (the engine that every request passes), PortalConnLogin,
-// PortalConnLogout, PortalConnKeepAlive and PortalConnReport.
+// PostLastNetStateMessage at any time. Each stage has a source of its own, PortalConnDiscovery to
+// PortalConnReport.
 class CPortalConn : public INetConn {
   public:
     CPortalConn();
     // `host` is not owned and outlives the object.
     explicit CPortalConn(IPortalHost& host);
     virtual ~CPortalConn();
-    CPortalConn(const CPortalConn&) = delete;
-    CPortalConn& operator=(const CPortalConn&) = delete;
 
     // Fills the record from the settings and prepares the parser. 1, or 0 when the parser does not start.
     int Init();
@@ -54,14 +49,10 @@ class CPortalConn : public INetConn {
     // whether an unreadable configuration or a failed probe is reported here.
     int RequestConfig(int report);
 
-    // Moves `url` to another server of the cluster, chosen by this client's address. 1 moved, 0 no server
-    // left.
+    // Moves `url` to another server of the cluster. 1, or 0 when no server is left.
     int GetNewServerIP(CAutoString& url);
     // Whether the portal may go on after a server error: 1 when the settings' disaster marker is in `marker`.
     int DisasterRecovery(CAutoString marker);
-    // Not used by the service.
-    // Whether DisasterRecovery has ever applied in this process. Any thread may ask.
-    static bool IsRecoveryOpened();
 
     // The engine that every portal request passes. `retries` attempts are made while the connection fails.
     // Results as in PortalResult; `code` holds the failure code or the portal's "Error-Code", `subCode` its
@@ -76,9 +67,9 @@ class CPortalConn : public INetConn {
     int IsRequestRedirect(CHttpData* data);
 
     int _RequestTicket();
-    // Gets a ticket and publishes it. Results as in PortalResult.
+    // Gets a ticket and publishes it. Results as in PortalResult and TicketResult.
     int RequestTicket();
-    // Logs in with "P.user" and "P.password" of the envelope `param`. 1, 2, -1 or -8.
+    // Logs in with account and password of the envelope `param`. 1, 2, -1 or -8.
     int Connect(const char* param) override;
     // Brings the account name into the form that the portal's configuration asks for.
     void AccountTran();
@@ -130,6 +121,8 @@ class CPortalConn : public INetConn {
     // Not used by the service.
     // The record to change it; null before Init. Owned by this object.
     CAuthConfig* GetPortalConf() { return m_pPortalConf; }
+    // Whether DisasterRecovery has ever applied in this process. Any thread may ask.
+    static bool IsRecoveryOpened();
     // For owners of another kind: whether there is a physical connection (always 1), a ticket as
     // _RequestTicket gets it, a state check by type (always 0), and a look for sharing (which the portal
     // business does itself, so nothing happens here).
@@ -150,9 +143,6 @@ class CPortalConn : public INetConn {
 
     // Discovery.
     int FollowRedirects(CAutoString& page);
-    int Probe(const CAutoString& url, CHttpData& answer);
-    void TakeSchool(const CHttpData& answer);
-    void TakeAccessController(CHttpHelper& address, const CAutoString& url);
     bool GoOnAfterFailedProbe(int failure, int report);
     void PublishConfig();
     // `content` is `value` as it stands in the message: escaped, once.
@@ -160,18 +150,9 @@ class CPortalConn : public INetConn {
     void StoreConfig();
     void StoreServerList();
 
-    // One request and what became of it: the engine's result, its code and sub-code, and the answer.
-    struct Exchange {
-        int result = 0;
-        unsigned long code = 0;
-        CAutoString subCode;
-        CHttpData answer{true};
-    };
-    // Fills and sends one request with the usual head.
+    // Requests.
     void Post(QuorvaneSvr::TaskItem item, const CAutoString& url, const CAutoString& body, uint64_t timeOut,
               Exchange& exchange);
-    // Writes the answer's head to the log, cut when it is long.
-    static void LogHead(const CHttpData& answer);
     int JudgeInterception(QuorvaneSvr::TaskItem item, const char* url);
     int JudgeErrorCode(int error, const CAutoString& subCode);
     int ReplaceAlgorithm(QuorvaneSvr::TaskItem item, CHttpData* data, int& failures);

@@ -48,54 +48,9 @@ bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCoun
     return complete;
 }
 
-}  // namespace
-
-int CPortalConn::CheckNetEnv() {
-    CLog::GetInst()->WriteLog(INFO, "CPortalConn::CheckConnState");
-    CAutoString page;
-    const int failure = FollowRedirects(page);
-    if (failure != 0) {
-        return failure;
-    }
-    return m_portalParse.GetConfigWithString(std::move(page), m_configXML) != 0 ? 1 : 0;
-}
-
-// Ends with the first page that leads nowhere, in `page`, or with the failure code of an exchange.
-int CPortalConn::FollowRedirects(CAutoString& page) {
-    // One for the whole chain: what a hop does not say stays as an earlier hop said it.
-    CHttpHelper address;
-    CAutoString url = m_pPortalConf->m_afType == kIPv6Family ? m_redirectUrlIpv6 : m_redirectUrl;
-    for (int hop = 0;; ++hop) {
-        if (hop >= kHopsWithoutRest) {
-            Sleep(kHopRestMs);
-        }
-        CHttpData answer(true);
-        const int failure = Probe(url, answer);
-        if (failure != 0) {
-            if (IsPortalPage(url) && GetNewServerIP(url) != 0) {
-                continue;
-            }
-            return failure;
-        }
-        CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
-        LogHead(answer);
-        TakeSchool(answer);
-        m_lastRedirectUrl = url;
-        url = answer.GetRedirectAddress();
-        if (IsPortalPage(url)) {
-            (void)GetNewServerIP(url);  // without another server the page is asked where it is
-        }
-        if (url.IsEmpty()) {
-            page = answer.RespData();
-            return 0;
-        }
-        TakeAccessController(address, url);
-    }
-}
-
-int CPortalConn::Probe(const CAutoString& url, CHttpData& answer) {
+int Probe(const CAutoString& url, const CAutoString& userAgent, CHttpData& answer) {
     CAutoString head;
-    head.Format(kProbeHead, m_pPortalConf->strUserAgent.GetBuffer());
+    head.Format(kProbeHead, userAgent.GetBuffer());
     answer.szUrl = url;
     answer.szVerb = "GET";
     answer.szHead = head;
@@ -111,7 +66,7 @@ int CPortalConn::Probe(const CAutoString& url, CHttpData& answer) {
     return failure;
 }
 
-void CPortalConn::TakeSchool(const CHttpData& answer) {
+void TakeSchool(const CHttpData& answer, CInfoCenter& settings, CAuthConfig& record) {
     CAutoString school[kSchoolHeaderCount];
     const bool complete = ReadSchool(answer, school);
     CLog::GetInst()->WriteLog(INFO, "schoolid length is %d", school[0].GetLength());
@@ -121,23 +76,70 @@ void CPortalConn::TakeSchool(const CHttpData& answer) {
         return;
     }
     for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
-        m_pPortalConf->*kSchoolHeaders[i].field = school[i];
+        record.*kSchoolHeaders[i].field = school[i];
     }
-    SaveRecord(*m_host.GetInfoCenter(), *m_pPortalConf, RecordGroup::kSchool);
+    SaveRecord(settings, record, RecordGroup::kSchool);
 }
 
-void CPortalConn::TakeAccessController(CHttpHelper& address, const CAutoString& url) {
+void TakeAccessController(CHttpHelper& address, const CAutoString& url, CInfoCenter& settings,
+                          CAuthConfig& record) {
     if (address.SetAddress(url) != 1) {
         return;
     }
-    CAuthConfig& record = *m_pPortalConf;
     ForEachText(RecordGroup::kAccess, [&](const RecordText& parameter) {
         record.*parameter.field = address.GetParam(parameter.name);
     });
-    SaveRecord(*m_host.GetInfoCenter(), record, RecordGroup::kAccess);
+    SaveRecord(settings, record, RecordGroup::kAccess);
     CLog::GetInst()->WriteLog(INFO, "wlanuserip is %s, wlanusermac is %s, wlanacip is %s",
                               record.wlanuserip.GetBuffer(), record.wlanusermac.GetBuffer(),
                               record.wlancip.GetBuffer());
+}
+
+}  // namespace
+
+int CPortalConn::CheckNetEnv() {
+    CLog::GetInst()->WriteLog(INFO, "CPortalConn::CheckConnState");
+    CAutoString page;
+    const int failure = FollowRedirects(page);
+    if (failure != 0) {
+        return failure;
+    }
+    return m_portalParse.GetConfigWithString(std::move(page), m_configXML) != 0 ? 1 : 0;
+}
+
+// Ends with the first page that leads nowhere, in `page`, or with the failure code of an exchange.
+int CPortalConn::FollowRedirects(CAutoString& page) {
+    CAuthConfig& record = *m_pPortalConf;
+    CInfoCenter& settings = *m_host.GetInfoCenter();
+    // One for the whole chain: what a hop does not say stays as an earlier hop said it.
+    CHttpHelper address;
+    CAutoString url = record.m_afType == kIPv6Family ? m_redirectUrlIpv6 : m_redirectUrl;
+    for (int hop = 0;; ++hop) {
+        if (hop >= kHopsWithoutRest) {
+            Sleep(kHopRestMs);
+        }
+        CHttpData answer(true);
+        const int failure = Probe(url, record.strUserAgent, answer);
+        if (failure != 0) {
+            if (IsPortalPage(url) && GetNewServerIP(url) != 0) {
+                continue;
+            }
+            return failure;
+        }
+        CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
+        LogHead(answer);
+        TakeSchool(answer, settings, record);
+        m_lastRedirectUrl = url;
+        url = answer.GetRedirectAddress();
+        if (IsPortalPage(url)) {
+            (void)GetNewServerIP(url);  // without another server the page is asked where it is
+        }
+        if (url.IsEmpty()) {
+            page = answer.RespData();
+            return 0;
+        }
+        TakeAccessController(address, url, settings, record);
+    }
 }
 
 int CPortalConn::RequestConfig(int report) {

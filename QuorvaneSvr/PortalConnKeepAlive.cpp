@@ -5,6 +5,7 @@
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "guard.h"
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include "PortalElements.h"
 #include "RecordSettings.h"
 #include "XMLOpt.h"
+#include "guard.h"
 
 namespace {
 

@@ -1,7 +1,6 @@
 // The engine that every request to the portal passes: send, tell a portal from an impostor, and judge the
 // portal's error code.
 #include <cstdlib>
-#include <cstring>
 
 #include "CurlHttp.h"
 #include "HttpStatus.h"
@@ -30,9 +29,6 @@ constexpr unsigned kReplacementRestMs = 30 * 1000;
 // None of the request engine's results: the same request is to be sent again.
 constexpr int kSendAgain = 0;
 
-// Bytes of a head that reach the log.
-constexpr size_t kLongestLoggedHead = 8 * 1024;
-
 int ErrorCodeIn(const CHttpData& answer) {
     const CAutoString code = answer.GetHeadAttri(kErrorCodeHeader);
     return code.IsEmpty() ? PortalError::kMissing : atoi(code);
@@ -57,17 +53,6 @@ CAutoString CPortalConn::GetMD5FromPostData(const char* body) {
 int CPortalConn::GetErrorCode(CHttpData& data, CAutoString& subCode) {
     subCode = data.GetHeadAttri(kSubErrorHeader).Trim();
     return ErrorCodeIn(data);
-}
-
-void CPortalConn::LogHead(const CHttpData& answer) {
-    const char* const head = answer.RespHead();
-    const size_t length = strlen(head);
-    if (length <= kLongestLoggedHead) {
-        CLog::GetInst()->WriteLog(INFO, "%s", head);
-    } else {
-        CLog::GetInst()->WriteLog(INFO, "%.*s... (cut, %zu bytes in all)",
-                                  static_cast<int>(kLongestLoggedHead), head, length);
-    }
 }
 
 int CPortalConn::UpdateAlgoid(CHttpData* data) {
