@@ -32,7 +32,7 @@ class CInfoCenter {
     bool LoadLocalValue(const char* path);
     // Values of the settings file. A key with dots names nested elements; a missing one reads as empty.
     CAutoString GetLocalValue(const char* key);
-    // Saves the file at once, also for a value that it has. Answers whether the value could be set; a failing
+    // Saves the file at once, also for a value that it has. Returns whether the value could be set; a failing
     // save is not told. "PID" and "clientId" are on the disk when the call returns.
     bool SetLocalValue(const char* key, const char* value);
     // Saves the file once more, and waits until all that was set before is on the disk: for the end of a

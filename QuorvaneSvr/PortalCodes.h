@@ -4,7 +4,7 @@
 
 // The numbers and texts that the portal, the front end and the service agree on, named once.
 
-// Codes of the state reports. docs/codes.md tells what each means to the user.
+// Codes of the state reports. The words for each stand in ReportWords.h and docs/codes.md.
 namespace StateCode {
 // Progress and success.
 constexpr int kTicketObtained = 0;
@@ -48,12 +48,12 @@ constexpr int kDiscoveryFailed = 20010207;
 namespace PortalError {
 constexpr int kMissing = -1;  // the answer has no such header
 constexpr int kNone = 0;
-constexpr int kVersionLimit = 3;
-constexpr int kAlreadyLoggedOut = 13;
-constexpr int kLoginEnded = 14;
-constexpr int kAccountRefused = 105;
-constexpr int kNewAlgorithm = 200;
-constexpr int kStateUndecided = 300;
+constexpr int kVersionLimit = 3;       // this version of the client is not admitted
+constexpr int kAlreadyLoggedOut = 13;  // to a log-out, which has nothing left to do
+constexpr int kLoginEnded = 14;        // the portal does not know the login any more
+constexpr int kAccountRefused = 105;   // wrong account or password, or an account of another form
+constexpr int kNewAlgorithm = 200;     // the body is a new algorithm module
+constexpr int kStateUndecided = 300;   // to a state check: this and the next say nothing about the login
 constexpr int kStateUndecidedToo = 301;
 }  // namespace PortalError
 
@@ -61,12 +61,12 @@ constexpr int kStateUndecidedToo = 301;
 // (kReasonPath).
 namespace LogoutReason {
 inline constexpr char kFinal[] = "2";  // after this and kShutdown no ticket for a next login is requested
-inline constexpr char kKeepAliveFailed[] = "3";
-inline constexpr char kIntercepted[] = "4";
-inline constexpr char kRecordedLogin[] = "5";
-inline constexpr char kSharing[] = "6";
-inline constexpr char kShutdown[] = "7";
-inline constexpr char kOtherTerminal[] = "8";
+inline constexpr char kKeepAliveFailed[] = "3";  // more pulses failed than the portal tolerates
+inline constexpr char kIntercepted[] = "4";      // something else than the portal answered a pulse
+inline constexpr char kRecordedLogin[] = "5";    // an earlier run left it standing
+inline constexpr char kSharing[] = "6";          // the connection is shared, which the portal forbids
+inline constexpr char kShutdown[] = "7";         // the service ends
+inline constexpr char kOtherTerminal[] = "8";    // the user ends that of another terminal
 }  // namespace LogoutReason
 
 // Results of the protocol engine's operations, as the work loop tells them apart.

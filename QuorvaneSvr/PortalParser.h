@@ -18,7 +18,8 @@ constexpr int kIPv4Family = 2;
 constexpr int kIPv6Family = 10;
 
 // Configuration and login record of one portal connection. The configuration document, the answers of the
-// portal and the settings fill it; every request reads it. Belongs to the work thread once the work runs.
+// portal and the settings fill it; every request reads it. Belongs to the thread that runs the engine's
+// operation, as the engine does; no lock guards it.
 struct CAuthConfig {
     // Addresses of the portal's pages, from its configuration document.
     CAutoString strTickUrl;
@@ -119,7 +120,7 @@ class CPortalParser {
     // Replaces the algorithm module by the body of `data`. 1 replaced, 0 no body, -1 not written.
     int UpdateAlgoid(CHttpData* data);
 
-    // Copies the configuration document out of the portal page. Answers its length; 0, with `config`
+    // Copies the configuration document out of the portal page. Returns its length; 0, with `config`
     // untouched, when the page does not hold both markers.
     int GetConfigWithString(CAutoString page, CAutoString& config);
     // Reads a configuration document into `record`, which is created when null. Fields that the document does

@@ -136,10 +136,7 @@ void CPortalServer::TerminalRequest(const char* /*source*/, CXMLOpt& document) {
 }
 
 void CPortalServer::TerminalTermRequest(const char* /*source*/, CXMLOpt& document) {
-    {
-        const CLockGuard<GLockObj> guard(m_ticketLock);
-        m_otherTicket = document.GetValue(kTicketPath);
-    }
+    m_otherTicket.Set(document.GetValue(kTicketPath));
     QueueTask(QuorvaneSvr::terminalTerm, QuorvaneSvr::high, document.GetDoc(nullptr));
 }
 

@@ -5,6 +5,7 @@
 #include "AdapterCard.h"
 #include "Business.h"
 #include "CTrafficStatistics.h"
+#include "Guarded.h"
 #include "IPortalHost.h"
 #include "InfoCenter.h"
 #include "NetHelper.h"
@@ -14,8 +15,6 @@
 #include "TableTimer.h"
 #include "TaskMgr.h"
 #include "WiFiSharedValidate.h"
-#include "guard.h"
-#include "ptlock.h"
 
 class CPortalConn;
 
@@ -34,6 +33,8 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     // Keeps the server and registers this business with it as "Portal".
     void InitService(IServer* server) override;
+    // The link has failed (main thread): gives the resolver file back, stops the work and logs out a recorded
+    // login. A work thread that still runs ends the process before the log-out.
     void ServerStatus(int code) override;
     void InitOpcodeFun() override;
     using CBusiness::PostMsg;
@@ -42,7 +43,10 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void SetInfoCenter(CInfoCenter* infoCenter) { m_pInfoCenter = infoCenter; }
     CInfoCenter* GetInfoCenter() override { return m_pInfoCenter; }
 
-    // Client operations. `source` names the sender, `document` is the whole envelope.
+    // Client operations. `source` names the sender, `document` is the whole envelope. None waits for the
+    // portal: what comes of it is reported.
+    // The first start makes the protocol engine and starts timer and work thread; a further one, of a front
+    // end that has attached anew, is told the state.
     void Start(const char* source, CXMLOpt& document);
     void CheckEnv(const char* source, CXMLOpt& document);
     void Connect(const char* source, CXMLOpt& document);
@@ -52,7 +56,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     // Starts a network check in `delay` seconds, in place of one that is waiting.
     void CheckNetStatus(int delay);
 
-    // State reports to the front ends.
+    // State reports to the front ends. Texts may have any characters. Any thread.
     void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
                              int errorCode, CAutoString subErrCode) override;
     void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
@@ -60,11 +64,15 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     // Starts (non-zero) or stops the work thread. Stopping waits for it only as CSimpleThread::Stop does.
     void Work(int start);
+    // Drops the tasks of that kind that wait, in the queue or armed; one that runs goes on. Any thread.
     void StopTask(QuorvaneSvr::TaskItem item);
+    // The same for every kind but checkUnknowNet.
     void StopAllTask();
     // The body of the work thread, which WorkThread starts: takes tasks until it is stopped.
     static void* WorkThread(void* server);
     void Work();
+
+    // For the protocol engine, on its thread.
     BOOL IsPortalEnv() override { return ReadRelaxed(m_bPortalEnv); }
     int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) override;
@@ -72,12 +80,17 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     // Log-out through the statistics: the final report first, then the log-out. Schedules nothing when the
     // portal asked for no statistics.
     void DisConnect(CAutoString src) override;
-    // Schedules a statistics report. 0, or -1 when the portal asked for none.
+
+    // Schedules a statistics report; `next` is the reason of the log-out that follows a final one. 0, or -1
+    // when the portal asked for none. A login takes the portal's settings first, and belongs to the work
+    // thread; any thread may ask for the others.
     int NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& next);
+    // Takes the baseline or sends the report (work thread). Results as in CTrafficStatistics.
     int NetworkTrafficStatistics(tag_STATISTICS_TYPE type);
+    // 1 when the connection is shared as the portal's "user-config" element `againstList` forbids, else 0.
     int CheckWiFiShare(const char* againstList);
 
-    // What becomes of a due timer entry: a task of the same number.
+    // What becomes of a due timer entry (timer thread): a task of the same number.
     void DoTimeTask(int timeId) override;
     void DoTimeTask(int timeId, CAutoString& tag) override;
 
@@ -117,7 +130,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void RunTask(QuorvaneSvr::Task& task);
     void QueueTask(QuorvaneSvr::TaskItem item, QuorvaneSvr::TaskLevel level = QuorvaneSvr::normal,
                    const char* tag = "");
-    // What becomes of a task of the same kind that is armed already.
+    // What happens to a task of the same kind that is armed already.
     enum class IfArmed { kKeep, kReplace };
     void ArmTaskNow(QuorvaneSvr::TaskItem item, IfArmed ifArmed, const CAutoString& tag = CAutoString());
     void ArmTaskIn(long seconds, QuorvaneSvr::TaskItem item, IfArmed ifArmed,
@@ -129,7 +142,6 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
                       int& family);
     void FollowNetCheck(int result);
     void StartKeepingLogin();
-    CAutoString GetOtherTicket();
     void ReportPreConnectFail(int code);
 
     static CPortalServer* m_pPortalServer;
@@ -147,8 +159,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     QuorvaneSvr::CTaskMgr m_taskMgr;
     bool m_bWorking = true;  // run flag of the thread below
     CSimpleThread m_threadWork;
-    MutexLock m_ticketLock;
-    CAutoString m_otherTicket;  // guarded by m_ticketLock
+    Guarded<CAutoString> m_otherTicket;  // of the terminal that a front end wants logged out
 
     // Not used by the service.
     // For a network check on a thread of its own, and a mark that sharing is looked for.

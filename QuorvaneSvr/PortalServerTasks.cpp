@@ -442,7 +442,7 @@ void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
     if (m_pPortalConn == nullptr) {
         return;
     }
-    const int result = m_pPortalConn->TerminalTermRequest(GetOtherTicket());
+    const int result = m_pPortalConn->TerminalTermRequest(m_otherTicket.Get());
     if (result == PortalResult::kSuccess) {
         QueueTask(QuorvaneSvr::terminal, QuorvaneSvr::high);
         return;
@@ -450,11 +450,6 @@ void CPortalServer::TerminalTermRequestFun(Task& /*task*/) {
     CAutoString code;
     code.Format("<code>%d</code>", result);
     PostMsg(kPortalBusiness, ClientReport::kTerminalTerm, code);
-}
-
-CAutoString CPortalServer::GetOtherTicket() {
-    const CLockGuard<GLockObj> guard(m_ticketLock);
-    return m_otherTicket;
 }
 
 void CPortalServer::CheckUnknowNetState(bool start) {

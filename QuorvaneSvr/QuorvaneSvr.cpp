@@ -36,7 +36,7 @@ constexpr char kUsage[] =
 
 struct Option {
     const char* name;
-    const char* answer;
+    const char* text;
 };
 constexpr Option kOptions[] = {{"--help", kUsage}, {"--version", kVersion}};
 
@@ -53,7 +53,7 @@ int OpenAndServe(CServer& server) {
 bool AnswersOption(int argc, char** argv) {
     for (const Option& option : kOptions) {
         if (argc == 2 && strcmp(argv[1], option.name) == 0) {
-            (void)fputs(option.answer, stdout);  // without a reader there is nobody to tell
+            (void)fputs(option.text, stdout);  // without a reader there is nobody to tell
             return true;
         }
     }
@@ -71,7 +71,7 @@ bool HasWorkingFolder() {
 }
 
 // The process id is never removed: what counts is whether a process of that id can be signalled. One of
-// another user, to which kill() answers no, does not stop a start; a foreign process that has got the id of
+// another user, which must not be signalled, does not stop a start; a foreign process that has got the id of
 // an earlier run does. The stored text ends in a newline.
 bool StartSingle() {
     CInfoCenter* settings = CInfoCenter::GetInst();

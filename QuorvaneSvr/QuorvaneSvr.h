@@ -7,7 +7,7 @@ class IServer;
 
 constexpr int kAlreadyRunning = -1;  // exit status when another instance runs; the shell sees 255
 
-// Prints the usage or the version when that is all that was asked for. Answers whether it was. Any other
+// Prints the usage or the version when that is all that was asked for. Returns whether it was. Any other
 // single argument has no effect.
 bool AnswersOption(int argc, char** argv);
 // Everything of the service lies in the working folder. False, told on standard error, when that has been
