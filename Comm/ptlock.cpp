@@ -33,7 +33,7 @@ RWLock::~RWLock() {
 }
 
 void RWLock::Lock(int mode) {
-    if (mode == 0) {
+    if (mode == kShared) {
         pthread_rwlock_rdlock(&m_rwlock);
     } else {
         pthread_rwlock_wrlock(&m_rwlock);
@@ -41,7 +41,7 @@ void RWLock::Lock(int mode) {
 }
 
 bool RWLock::TryLock(int mode) {
-    return (mode == 0 ? pthread_rwlock_tryrdlock(&m_rwlock) : pthread_rwlock_trywrlock(&m_rwlock)) == 0;
+    return (mode == kShared ? pthread_rwlock_tryrdlock(&m_rwlock) : pthread_rwlock_trywrlock(&m_rwlock)) == 0;
 }
 
 void RWLock::UnLock() {

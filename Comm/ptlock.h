@@ -23,6 +23,9 @@ class MutexLock : public LockBase {
 // A reader/writer lock: mode 0 takes it shared, any other mode exclusive.
 class RWLock : public LockBase {
   public:
+    static constexpr int kShared = 0;
+    static constexpr int kExclusive = 1;
+
     RWLock();
     ~RWLock() override;
     RWLock(const RWLock&) = delete;

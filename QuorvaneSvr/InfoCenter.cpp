@@ -15,8 +15,6 @@ namespace {
 
 constexpr char kSettingsFile[] = "/conf/conf.xml";
 constexpr char kDefaultSettings[] = QUORVANE_DEFAULT_SETTINGS;  // where the installation keeps them
-constexpr int kShared = 0;                                      // modes of an RWLock
-constexpr int kExclusive = 1;
 
 // Without the first a second instance may start, without the second this installation is another client to
 // the portal.
@@ -98,12 +96,12 @@ void CInfoCenter::SyncLocalValue() {
 }
 
 void CInfoCenter::SetValue(const char* key, const char* value) {
-    CLockGuard<GLockObj> guard(m_dataMapLock, kExclusive);
+    CLockGuard<GLockObj> guard(m_dataMapLock, RWLock::kExclusive);
     m_dataMap.emplace(key, value);
 }
 
 CAutoString CInfoCenter::GetValue(const char* key) {
-    CLockGuard<GLockObj> guard(m_dataMapLock, kShared);
+    CLockGuard<GLockObj> guard(m_dataMapLock, RWLock::kShared);
     const auto entry = m_dataMap.find(key);
     return entry != m_dataMap.end() ? entry->second : CAutoString();
 }
@@ -111,14 +109,14 @@ CAutoString CInfoCenter::GetValue(const char* key) {
 void CInfoCenter::SetGlobalValue(const char* key, const char* value) {
     SetValue(key, value);
     {
-        CLockGuard<GLockObj> guard(m_globalDataMapLock, kExclusive);
+        CLockGuard<GLockObj> guard(m_globalDataMapLock, RWLock::kExclusive);
         m_globalDataMap.emplace(key, value);
     }
     Announce(key, value);
 }
 
 void CInfoCenter::SynchroGlobalValue() {
-    CLockGuard<GLockObj> guard(m_globalDataMapLock, kShared);
+    CLockGuard<GLockObj> guard(m_globalDataMapLock, RWLock::kShared);
     for (const auto& entry : m_globalDataMap) {
         Announce(entry.first, entry.second);
     }

@@ -79,7 +79,7 @@ int CPortalConn::JudgePulseFailure(const Exchange& exchange) {
 
 int CPortalConn::CheckConnectState(int /*type*/) {
     CLog::GetInst()->WriteLog(INFO, "Portal check state");
-    const CLockGuard<GLockObj> wholeCheck(m_stateLock, 1);
+    const CLockGuard<GLockObj> wholeCheck(m_stateLock, RWLock::kExclusive);
     const CAuthConfig& record = *m_pPortalConf;
     if (record.strTicket.IsEmpty() || record.strStateUrl.IsEmpty() || record.strClientId.IsEmpty()) {
         CLog::GetInst()->WriteLog(INFO, "Portal state url is %s", record.strStateUrl.GetBuffer());

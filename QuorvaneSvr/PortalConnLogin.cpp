@@ -67,7 +67,7 @@ int CPortalConn::RequestTicket() {
 }
 
 int CPortalConn::_RequestTicket() {
-    const CLockGuard<GLockObj> oneAtATime(m_requestTicketTry, 1);
+    const CLockGuard<GLockObj> oneAtATime(m_requestTicketTry, RWLock::kExclusive);
     CLog::GetInst()->WriteLog(INFO, "CPortalConn::_RequestTicket");
     if (!HasTicketUrl()) {
         return PortalResult::kFailure;

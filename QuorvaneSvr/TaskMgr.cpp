@@ -6,14 +6,8 @@
 
 namespace QuorvaneSvr {
 
-namespace {
-
-constexpr int kShared = 0;  // mode of an RWLock
-
-}  // namespace
-
 void CTaskMgr::AddTask(Task& task) {
-    CLockGuard<GLockObj> guard(m_taskLock, kShared);
+    CLockGuard<GLockObj> guard(m_taskLock, RWLock::kShared);
     m_taskList.Append(task);
 }
 
