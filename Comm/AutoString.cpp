@@ -7,13 +7,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "TextUtil.h"
+
 namespace {
 
 constexpr char kWhiteSpace[] = " \t\r\n\v\f";
-
-const char* OrEmpty(const char* text) {
-    return text != nullptr ? text : "";
-}
 
 int ToPosition(size_t found) {
     return found == std::string::npos ? -1 : static_cast<int>(found);
@@ -75,7 +73,7 @@ CAutoString CAutoString::Right(int count) const {
 }
 
 int CAutoString::Find(const char* text, int start) const {
-    if (text == nullptr || *text == '\0') {
+    if (IsNullOrEmpty(text)) {
         return -1;
     }
     return ToPosition(m_strText.find(text, static_cast<size_t>(std::max(start, 0))));
@@ -86,7 +84,7 @@ int CAutoString::Find(char character, int start) const {
 }
 
 int CAutoString::ReverseFind(const char* text) const {
-    if (text == nullptr || *text == '\0') {
+    if (IsNullOrEmpty(text)) {
         return -1;
     }
     return ToPosition(m_strText.rfind(text));

@@ -5,6 +5,7 @@
 #include "BufferArray.h"
 #include "CurlHandle.h"
 #include "HttpStatus.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -91,7 +92,7 @@ int StoreAnswer(CURL* handle, const Arrival& arrival, CHttpData* data) {
 }  // namespace
 
 int CCurlHttp::Perform(CHttpData* data) {
-    if (data->szUrl == nullptr || *data->szUrl == '\0') {
+    if (IsNullOrEmpty(data->szUrl)) {
         return kNoUrl;
     }
     DropFormerAnswer(*data);

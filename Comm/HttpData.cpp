@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "HttpStatus.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -64,10 +65,6 @@ CAutoString AddressInPage(const CAutoString& page) {
     // A refresh that is the very first text of the page does not count; such a page is read by its script.
     const int refresh = page.Find(kMetaRefresh);
     return refresh > 0 ? AddressInMeta(page, refresh) : AddressInScript(page);
-}
-
-const char* OrEmpty(const char* text) {
-    return text != nullptr ? text : "";
 }
 
 }  // namespace

@@ -6,15 +6,13 @@
 #include <ctime>
 #include <string>
 
+#include "TextUtil.h"
+
 namespace {
 
 constexpr mode_t kLogFolderMode = 0700;           // the log names the account
 constexpr int kDateBufferSize = 50;               // bytes of a date
 constexpr char kLineStamp[] = "%m-%d %H:%M:%S ";  // the blank parts stamp and message
-
-bool HasText(const char* text) {
-    return text != nullptr && *text != '\0';
-}
 
 }  // namespace
 
@@ -23,13 +21,13 @@ CLog* CLog::m_pLog = new CLog;
 
 int CLog::Create(const char* dir, const char* name, const char* dateFormat) {
     std::string path;
-    if (HasText(dir) && (IsFileExist(dir) || RecuMkDir(dir, kLogFolderMode, false))) {
+    if (!IsNullOrEmpty(dir) && (IsFileExist(dir) || RecuMkDir(dir, kLogFolderMode, false))) {
         path = dir;
         if (path.back() != '/' && path.back() != '\\') {
             path += '/';
         }
     }
-    if (HasText(dateFormat)) {
+    if (!IsNullOrEmpty(dateFormat)) {
         char date[kDateBufferSize];
         getTimeNow(date, sizeof(date), dateFormat);
         path.append(date).append("_");

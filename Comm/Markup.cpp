@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "MarkupText.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -27,7 +28,7 @@ bool CMarkup::SetDoc(const char* text) {
     if (IsStreamed()) {
         return false;
     }
-    m_strDoc = text != nullptr ? text : "";
+    m_strDoc = OrEmpty(text);
     return ParseDoc();
 }
 

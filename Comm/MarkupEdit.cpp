@@ -4,6 +4,7 @@
 
 #include "Markup.h"
 #include "MarkupText.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -66,12 +67,8 @@ void Walk(const ElemPosTree& tree, uint32_t top, Enter enter, Leave leave) {
     }
 }
 
-std::string_view ToText(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 void AppendData(std::string& result, const char* data, int flags) {
-    const std::string_view text = ToText(data);
+    const std::string_view text = OrEmpty(data);
     if ((flags & CMarkup::MNF_WITHCDATA) != 0) {
         AppendCData(result, text);
     } else {
@@ -144,7 +141,7 @@ bool CMarkup::AddElem(const char* name, const char* data, int flags) {
     if (m_parsed == MarkupParseResult::kMalformed) {
         return false;
     }
-    const uint32_t elem = NewElem(m_iPosParent, ToText(name), data, flags);
+    const uint32_t elem = NewElem(m_iPosParent, OrEmpty(name), data, flags);
     if (elem == 0) {
         return false;
     }
@@ -154,7 +151,7 @@ bool CMarkup::AddElem(const char* name, const char* data, int flags) {
 }
 
 bool CMarkup::AddChildElem(const char* name, const char* data, int flags) {
-    const uint32_t elem = EnsureMainPos() ? NewElem(m_iPos, ToText(name), data, flags) : 0;
+    const uint32_t elem = EnsureMainPos() ? NewElem(m_iPos, OrEmpty(name), data, flags) : 0;
     if (elem == 0) {
         return false;
     }
@@ -164,7 +161,7 @@ bool CMarkup::AddChildElem(const char* name, const char* data, int flags) {
 }
 
 bool CMarkup::InsertChildElem(const char* name, const char* data, int flags) {
-    return InsertChildNamed(ToText(name), data, flags);
+    return InsertChildNamed(OrEmpty(name), data, flags);
 }
 
 bool CMarkup::InsertChildNamed(std::string_view name, const char* data, int flags) {

@@ -6,6 +6,7 @@
 #include "Markup.h"
 #include "MarkupSyntax.h"
 #include "MarkupText.h"
+#include "TextUtil.h"
 
 using namespace MarkupSyntax;
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "MarkupSyntax.h"
+#include "TextUtil.h"
 
 using namespace MarkupSyntax;
 

@@ -14,8 +14,4 @@ constexpr std::string_view kCDataStart = "<![CDATA[";
 constexpr std::string_view kCDataEnd = "]]>";
 constexpr std::string_view kDoctypeStart = "<!DOCTYPE";
 
-inline bool StartsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
 }  // namespace MarkupSyntax

@@ -5,6 +5,7 @@
 
 #include "Markup.h"
 #include "MarkupSyntax.h"
+#include "TextUtil.h"
 
 using namespace MarkupSyntax;
 
@@ -204,12 +205,12 @@ size_t ReadUtf8(std::string_view text, uint32_t& codePoint) {
 
 CAutoString CMarkup::EscapeText(const char* text, int flags) {
     std::string result;
-    AppendEscaped(result, text != nullptr ? text : "", flags);
+    AppendEscaped(result, OrEmpty(text), flags);
     return result;
 }
 
 CAutoString CMarkup::UnescapeText(const char* text) {
     std::string result;
-    AppendUnescaped(result, text != nullptr ? text : "");
+    AppendUnescaped(result, OrEmpty(text));
     return result;
 }

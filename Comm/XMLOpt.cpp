@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "TextUtil.h"
+
 namespace {
 
 constexpr char kSeparator = '.';
@@ -65,7 +67,7 @@ bool CXMLOpt::CreateXMLPos(const char* path) {
 }
 
 bool CXMLOpt::WalkPath(const char* path, bool create) {
-    std::string_view rest = path != nullptr ? path : "";
+    std::string_view rest = OrEmpty(path);
     if (rest.empty()) {
         return false;
     }

@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "SimpleFile.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -86,7 +87,7 @@ void CommFunc::MarkUpper(char* text, size_t length) {
 }
 
 char* CommFunc::GetShellLine(const char* command, char* buffer, size_t size) {
-    if (command == nullptr || *command == '\0' || buffer == nullptr || size == 0) {
+    if (IsNullOrEmpty(command) || buffer == nullptr || size == 0) {
         return nullptr;
     }
     FILE* pipe = popen(command, "r");

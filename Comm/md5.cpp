@@ -4,12 +4,12 @@
 
 #include <cstring>
 #include <memory>
-#include <string>
+
+#include "TextUtil.h"
 
 namespace {
 
 constexpr size_t kDigestLength = 16;
-constexpr char kHexDigits[] = "0123456789abcdef";
 
 struct ContextCloser {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
@@ -26,15 +26,6 @@ const EVP_MD* Md5() {
     return digest;
 }
 
-std::string ToHex(const unsigned char (&digest)[kDigestLength]) {
-    std::string digits(2 * kDigestLength, '\0');
-    for (size_t i = 0; i < kDigestLength; ++i) {
-        digits[2 * i] = kHexDigits[digest[i] >> 4];
-        digits[2 * i + 1] = kHexDigits[digest[i] & 0x0F];
-    }
-    return digits;
-}
-
 }  // namespace
 
 CAutoString CMD5::MDString(const char* text) {
@@ -46,5 +37,5 @@ CAutoString CMD5::MDString(const char* text) {
         EVP_DigestFinal_ex(context.get(), digest, nullptr) != 1) {
         return {};
     }
-    return ToHex(digest);
+    return ToHex(digest, kDigestLength);
 }

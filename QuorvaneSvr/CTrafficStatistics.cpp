@@ -9,6 +9,7 @@
 #include "AES.h"
 #include "CurlHttp.h"
 #include "PortalCodes.h"
+#include "TextUtil.h"
 #include "comm.h"
 
 namespace {
@@ -36,10 +37,6 @@ struct JsonDeleter {
 };
 using Json = std::unique_ptr<cJSON, JsonDeleter>;
 
-bool IsEmpty(const char* text) {
-    return text == nullptr || *text == '\0';
-}
-
 // Leaves an empty text when there is no memory.
 void Print(const Json& json, std::string& out) {
     const std::unique_ptr<char, void (*)(void*)> text(cJSON_PrintUnformatted(json.get()), cJSON_free);
@@ -47,7 +44,7 @@ void Print(const Json& json, std::string& out) {
 }
 
 void AddText(const Json& json, const char* name, const char* text) {
-    cJSON_AddStringToObject(json.get(), name, text != nullptr ? text : "");
+    cJSON_AddStringToObject(json.get(), name, OrEmpty(text));
 }
 
 // Numbers of bytes travel as texts of six significant digits.
@@ -120,7 +117,7 @@ void CTrafficStatistics::BuildToken(const char* account, const char* schoolid, s
                                     double down, tag_STATISTICS_TYPE type, time_t timestamp,
                                     std::string& token) {
     token.clear();
-    if (IsEmpty(account) || IsEmpty(ipv4) || IsEmpty(start) || IsEmpty(stop)) {
+    if (IsNullOrEmpty(account) || IsNullOrEmpty(ipv4) || IsNullOrEmpty(start) || IsNullOrEmpty(stop)) {
         return;
     }
     const Json record(cJSON_CreateObject());
@@ -148,14 +145,7 @@ bool CTrafficStatistics::EncryptData(const std::string& plain, std::string& out,
 }
 
 std::string CTrafficStatistics::Bytes2Hex(const unsigned char* bytes, size_t length) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string hex;
-    hex.reserve(2 * length);
-    for (size_t i = 0; i < length; ++i) {
-        hex += kDigits[bytes[i] >> 4];
-        hex += kDigits[bytes[i] & 0xf];
-    }
-    return hex;
+    return ToHex(bytes, length);
 }
 
 int CTrafficStatistics::BuildSubmitData(const char* token, std::string& out) {
@@ -170,7 +160,7 @@ const char* CTrafficStatistics::BuildHTTPHead() {
 }
 
 int CTrafficStatistics::SubmitData(const char* url, const char* headers, const std::string& body) {
-    if (IsEmpty(url) || IsEmpty(headers)) {
+    if (IsNullOrEmpty(url) || IsNullOrEmpty(headers)) {
         return -1;
     }
     CHttpData exchange(true);

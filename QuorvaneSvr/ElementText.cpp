@@ -2,16 +2,14 @@
 
 #include <string>
 
+#include "TextUtil.h"
+
 namespace {
 
 // Bytes below the blank are no part of a character in GB18030 or UTF-8, so looking at single ones is enough.
 bool HasNoForm(char byte) {
     const auto code = static_cast<unsigned char>(byte);
     return code < ' ' && byte != '\t' && byte != '\n' && byte != '\r';
-}
-
-bool EndsSection(const std::string& before) {
-    return before.size() >= 2 && before.compare(before.size() - 2, 2, "]]") == 0;
 }
 
 }  // namespace
@@ -23,7 +21,7 @@ CAutoString ElementText(const CAutoString& text) {
             result += "&lt;";
         } else if (byte == '&') {
             result += "&amp;";
-        } else if (byte == '>' && EndsSection(result)) {
+        } else if (byte == '>' && EndsWith(result, "]]")) {
             result += "&gt;";
         } else {
             result += HasNoForm(byte) ? ' ' : byte;

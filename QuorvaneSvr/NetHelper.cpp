@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "FileUtil.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -27,14 +28,6 @@ constexpr unsigned kNoSlot = 0;
 constexpr unsigned kFirstSlot = 1;
 constexpr unsigned kBothSlots = 2;
 
-bool StartsWith(const std::string& text, const char* start) {
-    return text.compare(0, strlen(start), start) == 0;
-}
-
-bool EndsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
 CAutoString SecondWord(const std::string& line) {
     const size_t gap = line.find_first_of(kWhiteSpace);
     const size_t first = line.find_first_not_of(kWhiteSpace, gap);
@@ -46,7 +39,7 @@ CAutoString SecondWord(const std::string& line) {
 
 bool IsLocalForwarder(const char* address) {
     const char* forwarder = strchr(address, ':') == nullptr ? kLocalForwarderIPv4 : kLocalForwarderIPv6;
-    return strncmp(address, forwarder, strlen(forwarder)) == 0;
+    return StartsWith(address, forwarder);
 }
 
 // Calls `handle` with each line, its line end included.
@@ -79,7 +72,7 @@ bool WriteAll(FILE* file, const std::string& text) {
 
 // One more colon at an end belongs to a "::" there.
 std::string_view WithoutEndColons(std::string_view address) {
-    if (address.substr(0, 2) == "::") {
+    if (StartsWith(address, "::")) {
         address.remove_prefix(1);
     }
     if (EndsWith(address, "::")) {
@@ -284,8 +277,8 @@ bool CNetHelper::IsValidIpv6Char(const char* address) {
 // colon more than the group that it stands for.
 bool CNetHelper::IsValidNumColon(const char* address) {
     const std::string_view text = address;
-    const bool gapAtEnd = text.substr(0, 2) == "::" || EndsWith(text, "::");
-    const bool loneAtEnd = (text[0] == ':' || EndsWith(text, ":")) && !gapAtEnd;
+    const bool gapAtEnd = StartsWith(text, "::") || EndsWith(text, "::");
+    const bool loneAtEnd = (StartsWith(text, ":") || EndsWith(text, ":")) && !gapAtEnd;
     const bool hasGap = text.find("::") != std::string_view::npos;
     const auto colons = std::count(text.begin(), text.end(), ':');
     return colons <= (gapAtEnd ? 8 : 7) && colons >= (hasGap ? 2 : 7) && !loneAtEnd;

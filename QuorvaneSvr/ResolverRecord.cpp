@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "FileUtil.h"
+#include "TextUtil.h"
 
 namespace {
 
@@ -58,8 +59,7 @@ bool ResolverRecord::Save() const {
 
 std::optional<ResolverRecord> ResolverRecord::Load() {
     std::string content;
-    if (!CFileUtil::ReadWholeFile(kRecordFile, content) ||
-        content.compare(0, kFirstLine.size(), kFirstLine) != 0) {
+    if (!CFileUtil::ReadWholeFile(kRecordFile, content) || !StartsWith(content, kFirstLine)) {
         return std::nullopt;
     }
     std::string_view rest = content;

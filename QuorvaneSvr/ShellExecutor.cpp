@@ -2,13 +2,11 @@
 
 #include <cstdio>
 
+#include "TextUtil.h"
+
 namespace {
 
 constexpr size_t kLineSize = 1024;
-
-bool IsEmpty(const char* text) {
-    return text == nullptr || *text == '\0';
-}
 
 }  // namespace
 
@@ -18,7 +16,7 @@ void CShellExecutor::SetSystemControlLogger(SYSTEMCONTROLLOG callback, void* par
 }
 
 int CShellExecutor::ExecuteShellScript(const char* command, const char* mode) {
-    if (IsEmpty(command) || IsEmpty(mode)) {
+    if (IsNullOrEmpty(command) || IsNullOrEmpty(mode)) {
         return 0;
     }
     FILE* pipe = popen(command, mode);

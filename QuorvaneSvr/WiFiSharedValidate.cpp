@@ -8,6 +8,7 @@
 #include "Markup.h"
 #include "PortalElements.h"
 #include "SystemControl.h"
+#include "TextUtil.h"
 #include "comm.h"
 
 namespace {
@@ -21,7 +22,7 @@ constexpr int kHeaderLines = 1;  // what ps prints when no process has the name
 
 bool CWiFiSharedValidate::Initialization(const char* xml) {
     CMarkup rules;
-    if (xml == nullptr || *xml == '\0' || !rules.SetDoc(xml) || !rules.FindElem(PortalElement::kUserConfig) ||
+    if (IsNullOrEmpty(xml) || !rules.SetDoc(xml) || !rules.FindElem(PortalElement::kUserConfig) ||
         !rules.FindChildElem("against")) {
         return m_bIsInitialized;
     }
@@ -43,7 +44,7 @@ bool CWiFiSharedValidate::Initialization(const char* xml) {
 }
 
 int CWiFiSharedValidate::IsValidEnvironment(const char* xml) {
-    if (xml == nullptr || *xml == '\0') {
+    if (IsNullOrEmpty(xml)) {
         return 0;
     }
     if (!m_bIsInitialized && !Initialization(xml)) {

@@ -14,6 +14,7 @@
 #include "FileUtil.h"
 #include "Log.h"
 #include "SimpleFile.h"
+#include "TextUtil.h"
 #include "guard.h"
 
 namespace {
@@ -68,10 +69,6 @@ int Unpack(unsigned char* destination, size_t* destinationLength, const unsigned
                       static_cast<unsigned>(propertiesSize), finish, &status, &lzmaAllocator);
 }
 
-const char* TextOrEmpty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 template <typename Function>
 Function FindSymbol(const __ZsoFile& module, const char* name) {
     return reinterpret_cast<Function>(dlsym(module.dh, name));
@@ -122,9 +119,9 @@ void TakeDecodedText(const char* /*unused*/, const char* text, __ZsoDecodeInfo* 
     if (info == nullptr) {
         return;
     }
-    const size_t needed = strlen(TextOrEmpty(text)) + 1;
+    const size_t needed = strlen(OrEmpty(text)) + 1;
     if (info->ret != kBufferTooSmall && info->size >= needed) {
-        memcpy(info->data, TextOrEmpty(text), needed);
+        memcpy(info->data, OrEmpty(text), needed);
     } else {
         info->ret = kBufferTooSmall;
     }
@@ -171,7 +168,7 @@ CZsmHelper* CZsmHelper::GetInst() {
 
 int CZsmHelper::Init(const char* path, char* /*key*/, unsigned long /*keyLength*/) {
     const CLockGuard<GNothing> guard(m_zsmLock);
-    snprintf(m_pZsm, sizeof(m_pZsm), "%s", TextOrEmpty(path));
+    snprintf(m_pZsm, sizeof(m_pZsm), "%s", OrEmpty(path));
     CFileUtil::RemoveLeftOvers(m_pZsm);
     return 1;
 }
@@ -191,7 +188,7 @@ const char* CZsmHelper::GetAlgoId() {
     if (!module) {
         return kNoAlgorithmId;
     }
-    snprintf(m_pAlgoId, sizeof(m_pAlgoId), "%s", TextOrEmpty(module->algoid));
+    snprintf(m_pAlgoId, sizeof(m_pAlgoId), "%s", OrEmpty(module->algoid));
     return m_pAlgoId;
 }
 
@@ -222,7 +219,7 @@ char* CZsmHelper::Code(const char* input) {
         CLog::GetInst()->WriteLog(ERROR, "zsm code not find");
         return text.release();
     }
-    char* encoded = code(TextOrEmpty(input));
+    char* encoded = code(OrEmpty(input));
     if (encoded == nullptr) {
         CLog::GetInst()->WriteLog(ERROR, "zsm code err");
         return text.release();
@@ -250,7 +247,7 @@ char* CZsmHelper::DeCode(const char* input) {
         return nullptr;
     }
     int result = 0;
-    char* decoded = CollectDecodedText(prepare, *module, TextOrEmpty(input), result);
+    char* decoded = CollectDecodedText(prepare, *module, OrEmpty(input), result);
     if (decoded == nullptr) {
         CLog::GetInst()->WriteLog(ERROR, "zsm Prepare err %d", result);
     }
@@ -369,7 +366,7 @@ void CZsmHelper::FreeZsoFile(__ZsoFile*& module) {
     if (module->dh != nullptr) {
         dlclose(module->dh);
     }
-    if (module->tmpn != nullptr && module->tmpn[0] != '\0') {
+    if (!IsNullOrEmpty(module->tmpn)) {
         unlink(module->tmpn);
     }
     free(module->tmpn);
