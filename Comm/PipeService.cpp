@@ -15,6 +15,7 @@
 
 #include "ConsoleText.h"
 #include "RelaxedAccess.h"
+#include "SignalHandler.h"
 #include "comm.h"
 #include "guard.h"
 
@@ -35,18 +36,8 @@ constexpr Milliseconds kLongestWait(1000);
 constexpr size_t kMostWaiting = 256;
 constexpr unsigned int kCatchUpPauseMs = 1;
 
-void NoteBrokenPipe(int /*signal*/) {}
-
 // A handler, not SIG_IGN: what is ignored stays ignored in the shell commands that the service starts.
-void SurviveBrokenPipes() {
-    struct sigaction action = {};
-    if (sigaction(SIGPIPE, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) {
-        return;
-    }
-    action.sa_handler = NoteBrokenPipe;
-    action.sa_flags = SA_RESTART;
-    (void)sigaction(SIGPIPE, &action, nullptr);  // both arguments are known to be valid
-}
+void NoteBrokenPipe(int /*signal*/) {}
 
 // Waits for the other side to open the FIFO too. Commands that the service runs do not get the descriptor:
 // one that stays alive would keep a FIFO open that the service has closed.
@@ -140,7 +131,7 @@ size_t WriteBy(Clock::time_point end, int descriptor, const char* bytes, size_t 
 }  // namespace
 
 CPipeService::CPipeService() {
-    SurviveBrokenPipes();
+    HandleUndecided(SIGPIPE, NoteBrokenPipe);
 }
 
 CPipeService::~CPipeService() {

@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "PushedServers.h"
+#include "SignalHandler.h"
 
 namespace {
 
@@ -37,16 +38,6 @@ void* EndProcess(void* /*nothing*/) {
     _exit(kStatusOfSignal + number);  // the first process of a container survives the default action
 }
 
-void Handle(int signal) {
-    struct sigaction action = {};
-    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) {
-        return;
-    }
-    action.sa_handler = NoteSignal;
-    action.sa_flags = SA_RESTART;
-    (void)sigaction(signal, &action, nullptr);  // both arguments are known to be valid
-}
-
 }  // namespace
 
 void GiveBackAtEndSignals() {
@@ -56,6 +47,6 @@ void GiveBackAtEndSignals() {
     }
     (void)pthread_detach(thread);  // fails for a thread that is not joinable only
     for (const int signal : kEndSignals) {
-        Handle(signal);
+        HandleUndecided(signal, NoteSignal);
     }
 }
