@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "FileUtil.h"
 #include "comm.h"
 
 namespace {
@@ -151,14 +152,12 @@ int CAdapterCard::GetActiveInterfaceNameIPv6(CAutoString& name) {
 }
 
 int CAdapterCard::GetIpAndMac(CAutoString ifname, CAutoString& ip, CAutoString& mac) {
-    const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (socket == -1) {
+    const Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!socket.IsOpen()) {
         printf("%s:%d Open socket error!\n", kSourceFile, __LINE__);
         return -1;
     }
-    const int result = ReadIpAndMac(socket, ifname, ip, mac);
-    close(socket);
-    return result;
+    return ReadIpAndMac(socket.Get(), ifname, ip, mac);
 }
 
 int CAdapterCard::GetIPAddress(int /*family*/, const CAutoString& ifname, CAutoString& out) {

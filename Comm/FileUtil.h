@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <cstdio>
@@ -14,6 +15,25 @@ struct FileCloser {
     void operator()(FILE* file) const { fclose(file); }
 };
 using FileOwner = std::unique_ptr<FILE, FileCloser>;
+
+// The same for a descriptor; a negative one is none. For uses that need not know whether closing fails.
+class Descriptor {
+  public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~Descriptor() {
+        if (IsOpen()) {
+            (void)close(m_descriptor);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    bool IsOpen() const { return m_descriptor >= 0; }
+    int Get() const { return m_descriptor; }
+
+  private:
+    const int m_descriptor;
+};
 
 // Where a written file has got to when the operation ends: the end of this process never harms it, a power
 // cut only while it is not on the disk.

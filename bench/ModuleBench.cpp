@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "FileUtil.h"
 #include "ModuleContainer.h"
 #include "SampleTransform.h"
 #include "TemporaryFolder.h"
@@ -78,25 +79,23 @@ void CallService() {
 }
 
 std::vector<unsigned char> ReadBare() {
-    const int file = open(kBareContainer, O_RDONLY | O_CLOEXEC);
+    const Descriptor file(open(kBareContainer, O_RDONLY | O_CLOEXEC));
     struct stat status = {};
-    if (file < 0 || fstat(file, &status) != 0) {
+    if (fstat(file.Get(), &status) != 0) {
         Stop("the container cannot be opened");
     }
     std::vector<unsigned char> bytes(static_cast<size_t>(status.st_size));
-    if (read(file, bytes.data(), bytes.size()) != status.st_size) {
+    if (read(file.Get(), bytes.data(), bytes.size()) != status.st_size) {
         Stop("the container cannot be read");
     }
-    close(file);
     return bytes;
 }
 
 void WriteBare(const std::vector<unsigned char>& module) {
-    const int file = open(kBareModule, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRWXU);
-    if (file < 0 || write(file, module.data(), module.size()) != static_cast<ssize_t>(module.size())) {
+    const Descriptor file(open(kBareModule, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRWXU));
+    if (write(file.Get(), module.data(), module.size()) != static_cast<ssize_t>(module.size())) {
         Stop("the module cannot be written");
     }
-    close(file);
 }
 
 void CallBare() {

@@ -10,6 +10,7 @@
 
 #include "Business.h"
 #include "ClientOperations.h"
+#include "FileUtil.h"
 #include "XMLOpt.h"
 
 namespace {
@@ -21,23 +22,6 @@ constexpr char kName[] = "client";        // signs what is sent
 constexpr char kOpenNetworkType[] = "0";  // INetConn::ET_UNKNOWN, as it stands in a report
 constexpr Milliseconds kOpenPause(20);
 constexpr size_t kReadSize = 4096;
-
-// A descriptor that is closed with its scope.
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~Descriptor() {
-        if (IsOpen()) {
-            (void)close(m_descriptor);  // nothing was written through it
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    bool IsOpen() const { return m_descriptor >= 0; }
-
-  private:
-    int m_descriptor;
-};
 
 // Opens a FIFO without waiting inside open(), which could not be ended: tries until `end`. -1 when the FIFO
 // is missing or, for writing, nobody reads it by then.
