@@ -1,11 +1,8 @@
 // The document in a file. In memory it is UTF-8; a file may have any encoding that iconv knows.
-#include <iconv.h>
-
-#include <cerrno>
-
 #include "Markup.h"
 #include "MarkupSyntax.h"
 #include "MarkupText.h"
+#include "TextConverter.h"
 #include "TextUtil.h"
 
 using namespace MarkupSyntax;
@@ -28,51 +25,7 @@ constexpr int kByteOrderFlags =
     CMarkup::MDF_UTF8PREAMBLE | CMarkup::MDF_UTF16LEFILE | CMarkup::MDF_UTF16BEFILE;
 
 constexpr std::string_view kEncodingName = "encoding";
-constexpr size_t kConversionBlock = 4096;
 constexpr char kUnreadable[] = "cannot be read";  // for the result log
-
-class Converter {
-  public:
-    Converter(const std::string& from, const std::string& to)
-        : m_handle(iconv_open(to.c_str(), from.c_str())) {}
-    ~Converter() {
-        if (IsOpen()) {
-            iconv_close(m_handle);
-        }
-    }
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
-
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv_open reports a failure that way
-    bool IsOpen() const { return m_handle != reinterpret_cast<iconv_t>(-1); }
-
-    // Moves from `text` to `result` what can be converted. False with `text` at the bytes that cannot.
-    bool Convert(std::string_view& text, std::string& result) {
-        char* in = const_cast<char*>(text.data());  // iconv's old signature; it does not write there
-        size_t inLeft = text.size();
-        const bool done = Step(&in, &inLeft, result);
-        text.remove_prefix(text.size() - inLeft);
-        return done;
-    }
-
-    // Appends what ends the conversion, for encodings that shift.
-    void Finish(std::string& result) { (void)Step(nullptr, nullptr, result); }
-
-  private:
-    bool Step(char** in, size_t* inLeft, std::string& result) {
-        char block[kConversionBlock];
-        size_t converted = 0;
-        do {
-            char* out = block;
-            size_t outLeft = sizeof block;
-            converted = iconv(m_handle, in, inLeft, &out, &outLeft);
-            result.append(block, sizeof block - outLeft);
-        } while (converted == static_cast<size_t>(-1) && errno == E2BIG);
-        return converted != static_cast<size_t>(-1);
-    }
-
-    iconv_t m_handle;
-};
 
 // Empty when the text does not declare one. A "//" would be an order to iconv, so only plain names are taken.
 std::string DeclaredEncoding(const std::string& text) {
@@ -107,14 +60,14 @@ const ByteOrderMark* FindMark(int flags) {
 
 // False when the encoding is unknown or the bytes are not in it.
 bool ToUtf8(std::string_view bytes, const std::string& encoding, std::string& text) {
-    Converter converter(encoding, kUtf8);
+    TextConverter converter(encoding, kUtf8);
     return converter.IsOpen() && converter.Convert(bytes, text);
 }
 
 // What the encoding has no character for becomes a numeric reference. False when the encoding is unknown or
 // the text is not UTF-8.
 bool FromUtf8(std::string_view text, const std::string& encoding, std::string& bytes) {
-    Converter converter(kUtf8, encoding);
+    TextConverter converter(kUtf8, encoding);
     if (!converter.IsOpen()) {
         return false;
     }
