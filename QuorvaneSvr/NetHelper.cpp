@@ -1,7 +1,5 @@
 #include "NetHelper.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -53,21 +51,8 @@ void ForEachLine(const std::string& text, const Handler& handle) {
     }
 }
 
-// False when reading fails; errno tells why.
-bool ReadAll(FILE* file, std::string& text) {
-    char buffer[4096];
-    for (size_t count = 0; (count = fread(buffer, 1, sizeof(buffer), file)) > 0;) {
-        text.append(buffer, count);
-    }
-    return ferror(file) == 0;
-}
-
-// Writes over the content from the start and cuts the rest, which would otherwise stay as garbage lines
-// behind a content that became shorter.
-bool WriteAll(FILE* file, const std::string& text) {
-    rewind(file);
-    return fwrite(text.data(), 1, text.size(), file) == text.size() && fflush(file) == 0 &&
-           ftruncate(fileno(file), static_cast<off_t>(text.size())) == 0;
+bool WriteOver(const std::string& text) {
+    return CFileUtil::WriteOver(CNetHelper::kResolverFile, text, WriteTo::kCache) == FileFault::kNone;
 }
 
 // One more colon at an end belongs to a "::" there.
@@ -84,16 +69,15 @@ std::string_view WithoutEndColons(std::string_view address) {
 }  // namespace
 
 int CNetHelper::SetDNSServers(CAutoString& dns1, CAutoString& dns2) {
-    const FileOwner file(fopen(kResolverFile, "r+e"));
     std::string before;
-    if (file == nullptr || !ReadAll(file.get(), before)) {
+    if (!CFileUtil::ReadWholeFile(kResolverFile, before)) {
         return errno;
     }
     CAutoString previous1 = dns1;
     CAutoString previous2 = dns2;
-    if (!WriteAll(file.get(), Rewrite(before, previous1, previous2))) {
+    if (!WriteOver(Rewrite(before, previous1, previous2))) {
         const int failure = errno;
-        (void)WriteAll(file.get(), before);  // the failure is the one to report
+        (void)WriteOver(before);  // the failure is the one to report
         return failure;
     }
     dns1 = previous1;
