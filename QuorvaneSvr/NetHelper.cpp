@@ -26,6 +26,26 @@ constexpr unsigned kNoSlot = 0;
 constexpr unsigned kFirstSlot = 1;
 constexpr unsigned kBothSlots = 2;
 
+// The file has two slots for servers. Each server line takes the next slot; a search line takes all that are
+// left, so that the servers come in front of it. What a slot gets are the valid ones of the two new servers,
+// the first of them for the first slot. That makes four cases:
+enum class Place {
+    kFirstSlot,      // server line, no slot taken: the first valid server in its place
+    kSecondSlot,     // any line, one slot taken: the second server, when there are two valid ones
+    kBothSlots,      // search line, no slot taken: the valid servers in front of it
+    kBehindTheSlots  // any line, both slots taken: nothing
+};
+
+Place PlaceOf(unsigned slotsTaken, bool atNameserver) {
+    if (slotsTaken >= kBothSlots) {
+        return Place::kBehindTheSlots;
+    }
+    if (slotsTaken == kFirstSlot) {
+        return Place::kSecondSlot;
+    }
+    return atNameserver ? Place::kFirstSlot : Place::kBothSlots;
+}
+
 CAutoString SecondWord(const std::string& line) {
     const size_t gap = line.find_first_of(kWhiteSpace);
     const size_t first = line.find_first_not_of(kWhiteSpace, gap);
@@ -144,28 +164,26 @@ bool CNetHelper::SetDNS(const char* dns1, const char* dns2, char lines[][1024], 
     const unsigned before = count;
     const bool valid1 = *dns1 != '\0' && IsValidAddress(dns1) == 0;
     const bool valid2 = *dns2 != '\0' && IsValidAddress(dns2) == 0;
-    const auto write = [&](const char* server) { snprintf(lines[count++], kLineSize, kServerLine, server); };
-    if (state >= kBothSlots) {
-        return false;
-    }
-    if (state == kFirstSlot) {  // at a line of either kind
-        if (valid1 && valid2) {
-            write(dns2);
+    const auto writeIf = [&](bool isWanted, const char* server) {
+        if (isWanted) {
+            snprintf(lines[count++], kLineSize, kServerLine, server);
         }
-        state = kBothSlots;
-    } else if (atNameserver) {
-        if (valid1 || valid2) {
-            write(valid1 ? dns1 : dns2);
-        }
-        state = kFirstSlot;
-    } else {
-        if (valid1) {
-            write(dns1);
-        }
-        if (valid2) {
-            write(dns2);
-        }
-        state = kBothSlots;
+    };
+    switch (PlaceOf(state, atNameserver)) {
+        case Place::kFirstSlot:
+            writeIf(valid1 || valid2, valid1 ? dns1 : dns2);
+            state = kFirstSlot;
+            break;
+        case Place::kSecondSlot:
+            writeIf(valid1 && valid2, dns2);
+            state = kBothSlots;
+            break;
+        case Place::kBothSlots:
+            writeIf(valid1, dns1);
+            writeIf(valid2, dns2);
+            state = kBothSlots;
+            break;
+        case Place::kBehindTheSlots: return false;
     }
     return atNameserver || count != before;
 }

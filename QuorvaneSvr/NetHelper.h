@@ -36,16 +36,19 @@ class CNetHelper {
     bool SetDNS(const char* dns1, const char* dns2, char lines[][1024], unsigned& state, unsigned& count,
                 bool atNameserver);
 
-    // 0 for a valid or empty address, else why it is none. A text with ':' is judged as IPv6.
+    // An IPv4 address is four numbers of 1 to 255 with a '.' between them; what stands behind the last one is
+    // not looked at. An IPv6 address, which is what a text with ':' is judged as, is eight groups of 1 to 4
+    // hexadecimal digits with a ':' between them, or fewer around one "::"; it ends in no IPv4 address and no
+    // zone. 0 for a valid or empty address, else the first of these that it breaks:
     enum AddressFault {
         AF_LENGTH_IPV4 = 1,   // not 7 to 15 characters
         AF_PARTS = 2,         // not four parts
         AF_PART_LENGTH = 3,   // a part of more than 3 characters
         AF_NUMBERS = 4,       // a part that does not begin as a number
-        AF_RANGE = 5,         // a number outside 1 to 255: also 0, so 10.0.0.1 is refused
+        AF_RANGE = 5,         // a number outside 1 to 255: 0 as well, so 10.0.0.1 is refused
         AF_LENGTH_IPV6 = 6,   // not 3 to 39 characters
         AF_CHARACTERS = 7,    // something else than hexadecimal digits and ':'
-        AF_COLONS = 8,        // not 2 to 7 colons, a lone one at an end, or a second "::"
+        AF_COLONS = 8,        // too many or too few of them, a lone one at an end, or a second "::"
         AF_GROUP_LENGTH = 9,  // a group of more than 4 digits
     };
     int IsValidAddress(const char* address);
