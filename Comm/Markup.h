@@ -166,6 +166,7 @@ class CMarkup {
     uint32_t NewElem(uint32_t parent, std::string_view name, const char* data, int flags);
     bool OpenEmptyElem(uint32_t elem);
     uint32_t Graft(const CMarkup& fragment);
+    bool LinkChild(uint32_t elem, uint32_t next);
     void Link(uint32_t elem, uint32_t parent, uint32_t next);
     uint32_t TakePos();
     void FreeChildren(uint32_t elem);

@@ -151,13 +151,7 @@ bool CMarkup::AddElem(const char* name, const char* data, int flags) {
 }
 
 bool CMarkup::AddChildElem(const char* name, const char* data, int flags) {
-    const uint32_t elem = EnsureMainPos() ? NewElem(m_iPos, OrEmpty(name), data, flags) : 0;
-    if (elem == 0) {
-        return false;
-    }
-    Link(elem, m_iPos, 0);
-    m_iPosChild = elem;
-    return true;
+    return EnsureMainPos() && LinkChild(NewElem(m_iPos, OrEmpty(name), data, flags), 0);
 }
 
 bool CMarkup::InsertChildElem(const char* name, const char* data, int flags) {
@@ -165,13 +159,11 @@ bool CMarkup::InsertChildElem(const char* name, const char* data, int flags) {
 }
 
 bool CMarkup::InsertChildNamed(std::string_view name, const char* data, int flags) {
-    const uint32_t elem = EnsureMainPos() ? NewElem(m_iPos, name, data, flags) : 0;
-    if (elem == 0) {
+    if (!EnsureMainPos()) {
         return false;
     }
-    Link(elem, m_iPos, m_iPosChild != 0 ? m_iPosChild : m_pElemPosTree[m_iPos].iElemChild);
-    m_iPosChild = elem;
-    return true;
+    const uint32_t next = m_iPosChild != 0 ? m_iPosChild : m_pElemPosTree[m_iPos].iElemChild;
+    return LinkChild(NewElem(m_iPos, name, data, flags), next);
 }
 
 bool CMarkup::AddChildSubDoc(const char* markup) {
@@ -180,16 +172,7 @@ bool CMarkup::AddChildSubDoc(const char* markup) {
         return false;
     }
     StartEdit();
-    if (!OpenEmptyElem(m_iPos)) {
-        return false;
-    }
-    const uint32_t elem = Graft(fragment);
-    if (elem == 0) {
-        return false;
-    }
-    Link(elem, m_iPos, 0);
-    m_iPosChild = elem;
-    return true;
+    return OpenEmptyElem(m_iPos) && LinkChild(Graft(fragment), 0);
 }
 
 bool CMarkup::SetData(const char* text, int flags) {
@@ -293,6 +276,16 @@ uint32_t CMarkup::Graft(const CMarkup& fragment) {
     const uint32_t root = moved[source[0].iElemChild];
     m_pElemPosTree[root].nGapLength = 0;
     return root;
+}
+
+// Makes an element that was added the child position, in front of `next`, or behind the last child when that
+// is 0. False for `elem` 0, which was refused.
+bool CMarkup::LinkChild(uint32_t elem, uint32_t next) {
+    if (elem != 0) {
+        Link(elem, m_iPos, next);
+        m_iPosChild = elem;
+    }
+    return elem != 0;
 }
 
 // In front of `next`, a child of `parent`; behind the last child when that is 0. What stood in front of
