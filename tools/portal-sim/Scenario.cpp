@@ -12,32 +12,19 @@ const EndpointRow& RowOf(Endpoint endpoint) {
 }
 
 Answer Answer::Error(int code, std::map<std::string, std::string> headers) {
-    Answer answer;
-    answer.kind = Kind::Error;
-    answer.code = code;
-    answer.headers = std::move(headers);
-    return answer;
+    return {Kind::Error, code, {}, std::move(headers), {}};
 }
 
 Answer Answer::Module(std::string container) {
-    Answer answer;
-    answer.kind = Kind::Module;
-    answer.text = std::move(container);
-    return answer;
+    return {Kind::Module, 0, std::move(container), {}, {}};
 }
 
 Answer Answer::Status(int status) {
-    Answer answer;
-    answer.kind = Kind::Status;
-    answer.code = status;
-    return answer;
+    return {Kind::Status, status, {}, {}, {}};
 }
 
 Answer Answer::TicketAt(std::string server) {
-    Answer answer;
-    answer.kind = Kind::TicketAt;
-    answer.text = std::move(server);
-    return answer;
+    return {Kind::TicketAt, 0, std::move(server), {}, {}};
 }
 
 }  // namespace portal_sim
