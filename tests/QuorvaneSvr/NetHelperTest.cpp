@@ -12,7 +12,7 @@ namespace {
 
 class NetHelper : public ResolverFileTest {
   protected:
-    // Pushes two servers and answers what comes back as "first second".
+    // Pushes two servers and returns what comes back as "first second".
     std::string Push(const char* dns1, const char* dns2, int result = 0) {
         CAutoString first = dns1;
         CAutoString second = dns2;

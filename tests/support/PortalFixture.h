@@ -23,7 +23,7 @@ class FakePortalHost : public IPortalHost {
     void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
                                int errorCode, const char* subType, const char* extra) override;
 
-    // What the host answers.
+    // What the host returns.
     int addressResult = 1;
     std::string ip4 = "192.0.2.10";
     BOOL portalEnv = 1;

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-// Runs a command line of the shell to its end. Answers its exit status; `output` holds what was printed on
+// Runs a command line of the shell to its end. Returns its exit status; `output` holds what was printed on
 // both streams.
 inline int RunProgram(const std::string& commandLine, std::string& output) {
     FILE* pipe = popen(("{ " + commandLine + "; } 2>&1").c_str(), "r");

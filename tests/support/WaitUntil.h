@@ -4,7 +4,7 @@
 #include <ctime>
 #include <thread>
 
-// Waits until `condition()` is true, at most for `deadline`. Answers whether it became true, so that a test
+// Waits until `condition()` is true, at most for `deadline`. Returns whether it became true, so that a test
 // waits for what it needs instead of sleeping for as long as it hopes is enough.
 template <typename Condition>
 bool WaitUntil(Condition condition, std::chrono::milliseconds deadline = std::chrono::seconds(10)) {
