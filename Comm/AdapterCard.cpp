@@ -22,7 +22,7 @@ constexpr size_t kRouteLineSize = 128;  // a default route needs about half of i
 constexpr size_t kHostNameSize = 100;
 
 // How the interface of a default route is found: `defaultRoutes` prints the routes, `kernelTable` with the
-// interface's quoted name behind it tells whether the kernel lists it. `unstarted` is the answer when no
+// interface's quoted name behind it tells whether the kernel lists it. `unstarted` is the result when no
 // shell can be started.
 struct RouteLookup {
     const char* defaultRoutes;
@@ -57,31 +57,31 @@ int FindInterface(const RouteLookup& lookup, CAutoString& name) {
 }
 
 // A name that does not fit is refused: cut to the kernel's length it could be that of another interface.
-bool QueryInterface(int socket, unsigned long request, const CAutoString& name, ifreq& answer) {
-    answer = {};
-    if (name.GetText().size() >= sizeof(answer.ifr_name)) {
+bool QueryInterface(int socket, unsigned long request, const CAutoString& name, ifreq& entry) {
+    entry = {};
+    if (name.GetText().size() >= sizeof(entry.ifr_name)) {
         return false;
     }
-    memcpy(answer.ifr_name, name.GetBuffer(), name.GetText().size());
-    return ioctl(socket, request, &answer) != -1;
+    memcpy(entry.ifr_name, name.GetBuffer(), name.GetText().size());
+    return ioctl(socket, request, &entry) != -1;
 }
 
 int ReadIpAndMac(int socket, const CAutoString& name, CAutoString& ip, CAutoString& mac) {
-    ifreq answer;
-    if (!QueryInterface(socket, SIOCGIFHWADDR, name, answer)) {
+    ifreq entry;
+    if (!QueryInterface(socket, SIOCGIFHWADDR, name, entry)) {
         printf("SIOCGIFHWADDR IOCTL error!");
         return -1;
     }
     unsigned char bytes[6];
-    memcpy(bytes, answer.ifr_hwaddr.sa_data, sizeof(bytes));
+    memcpy(bytes, entry.ifr_hwaddr.sa_data, sizeof(bytes));
     mac.Format("%02x-%02x-%02x-%02x-%02x-%02x", bytes[0], bytes[1], bytes[2], bytes[3], bytes[4], bytes[5]);
 
-    if (!QueryInterface(socket, SIOCGIFADDR, name, answer)) {
+    if (!QueryInterface(socket, SIOCGIFADDR, name, entry)) {
         printf("SIOCGIFADDR IOCTL error!");
         return -1;
     }
     sockaddr_in address;
-    memcpy(&address, &answer.ifr_addr, sizeof(address));
+    memcpy(&address, &entry.ifr_addr, sizeof(address));
     char text[INET_ADDRSTRLEN];
     ip = inet_ntop(AF_INET, &address.sin_addr, text, sizeof(text));
     return 0;

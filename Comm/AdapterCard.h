@@ -2,7 +2,7 @@
 
 #include "AutoString.h"
 
-// Answers by which interface this machine reaches the campus network and which addresses that interface has:
+// Tells by which interface this machine reaches the campus network and which addresses that interface has:
 // the portal knows a client by them. Every call asks the system anew; the object holds no state and may be
 // used from any thread. Failures are printed, as the lines of a console program, and never logged.
 class CAdapterCard {
@@ -10,7 +10,7 @@ class CAdapterCard {
     // Interface of the first default route, as the routing tools print it. 0 when the kernel's routing table
     // lists the interface, else -1. Without a default route `name` stays as it was.
     int GetActiveCardName(CAutoString& name);
-    // The same for IPv6, except that it answers 0 also when no shell could be started.
+    // The same for IPv6, except that it returns 0 also when no shell could be started.
     int GetActiveInterfaceNameIPv6(CAutoString& name);
 
     // Hardware address as "02-51-56-4e-00-02" and IPv4 address in dotted form. 0, or -1 when either is

@@ -37,7 +37,7 @@ class CAutoString {
     int Find(const char* text, int start = 0) const;
     int Find(char character, int start = 0) const;
 
-    // The following change the text in place. Trim removes white space at both ends, Insert answers the new
+    // The following change the text in place. Trim removes white space at both ends, Insert returns the new
     // length, Replace the number of replacements. Only ASCII letters have a case.
     CAutoString& Trim();
     int Insert(int index, const char* text);

@@ -27,7 +27,7 @@ class CBufferArray {
     uint64_t GetAllBufferSize() const { return m_dwBufferSize; }
     size_t GetBufferCount() const { return m_arrBuf.size(); }
     // Copies whole blocks in order and stops before the first one that no longer fits into `capacity` bytes.
-    // Answers the number of bytes copied; no NUL is added.
+    // Returns the number of bytes copied; no NUL is added.
     uint64_t RecvBuffer(char* destination, uint64_t capacity) const;
     // Frees every block; the list can be filled again.
     void ReleaseBuffer();

@@ -120,7 +120,7 @@ int CCurlHttp::Perform(CHttpData* data) {
     return StoreAnswer(handle.get(), arrival, data);
 }
 
-// Everything that the record says of the request. Whether it goes over TLS.
+// Sets all that the record says of the request. Returns whether it goes over TLS.
 bool CCurlHttp::SetRequest(CURL* handle, curl_slist*& lines, CHttpData* data, char* errorText) {
     SetRequestHead(handle, lines, data);
     CAutoString url = data->szUrl;

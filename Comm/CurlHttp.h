@@ -13,7 +13,7 @@
 // cookie is kept, so an object may be made wherever one is needed and threads may perform at the same time.
 class CCurlHttp {
   public:
-    // What Perform answers.
+    // What Perform returns.
     enum Result {
         kDone = 0,
         kNoUrl = -1,           // szUrl is null or empty; the record is untouched
@@ -22,7 +22,7 @@ class CCurlHttp {
         kTransferFailed = -4,  // libcurl's error is in retCode and on standard error
     };
 
-    // Blocks until the exchange described by `data` ends, fails or runs out of time. A response that the
+    // Blocks until the exchange described by `data` ends, fails or runs out of time. An answer that the
     // record still holds and frees by itself is freed first; the new one is stored only with kDone, otherwise
     // both texts stay empty. An answer with a body beyond the record's bound, or with an endless head, counts
     // as a failed transfer. Certificates are not checked. szUrl is only read.
@@ -30,7 +30,7 @@ class CCurlHttp {
 
     // The steps of Perform.
     // libcurl's callback for head and body: appends a copy of the bytes to the CBufferArray behind `array`.
-    // Answers the number of bytes taken; 0, when the array has no room for them, ends the transfer.
+    // Returns the number of bytes taken; 0, when the array has no room for them, ends the transfer.
     static size_t cbWriteData(char* data, size_t size, size_t nmemb, void* array);
     // Appends each line of szHead to `lines`, which the caller frees after the transfer.
     static void SetRequestHead(CURL* handle, curl_slist*& lines, CHttpData* data);
@@ -44,7 +44,7 @@ class CCurlHttp {
     // 1 when the file is complete or libcurl cannot be set up, 0 when the file cannot be opened or the
     // transfer fails.
     int downLoad(const char* url, const char* path);
-    // The same for the request of a record; its response is not touched. Certificates are checked.
+    // The same for the request of a record; its answer is not touched. Certificates are checked.
     int downLoad(CHttpData* data, const char* path);
     // Length in bytes that the server announces, -1 when it does not or the request fails.
     int64_t getDownloadFileLenth(const char* url);

@@ -4,9 +4,9 @@
 
 #include "AutoString.h"
 
-// One HTTP exchange: the caller fills in the request, CCurlHttp::Perform the response. The request texts are
-// borrowed and must live until Perform returns; the two response buffers belong to the record until Release.
-// A plain record without a lock: it belongs to the thread that performs it.
+// One HTTP exchange: the caller fills in the request, CCurlHttp::Perform the answer. The request texts are
+// borrowed and must live until Perform returns; the two buffers of the answer belong to the record until
+// Release. A plain record without a lock: it belongs to the thread that performs it.
 class CHttpData {
   public:
     // dwPostDataLen of a body that ends at its first NUL.
@@ -14,31 +14,32 @@ class CHttpData {
     // Far beyond the length of any real address. Longer ones would only swell the log, the settings and the
     // next request.
     static constexpr int kLongestAddress = 8 * 1024;
-    // Answers how many bytes the body behind the given head (RespHead, GetHeadAttri) may have.
+    // Returns how many bytes the body behind the given head (RespHead, GetHeadAttri) may have.
     using BodyBound = uint64_t (*)(const CHttpData& head);
 
-    // With `autoRelease` the destructor frees the response buffers; without it the caller takes them over.
+    // With `autoRelease` the destructor frees the buffers of the answer; without it the caller takes them
+    // over.
     explicit CHttpData(bool autoRelease);
     ~CHttpData();
     CHttpData(const CHttpData&) = delete;
     CHttpData& operator=(const CHttpData&) = delete;
 
-    // Frees the response buffers; the record then holds an empty response.
+    // Frees the buffers of the answer; the record then holds an empty one.
     void Release();
 
-    // The response texts, NUL-terminated and never null; an embedded NUL of the peer ends them early, while
-    // dwDataLen tells the body's real length.
+    // The texts of the answer, NUL-terminated and never null; an embedded NUL of the peer ends them early,
+    // while dwDataLen tells the body's real length.
     const char* RespHead() const;
     const char* RespData() const;
     // Take over an array-allocated, NUL-terminated buffer. The one held before is not freed.
     void RespHead(char* head) { szRespHead = head; }
     void RespData(char* data) { szRespData = data; }
 
-    // The value of one response header without the white space around it, or an empty text. `name` is matched
-    // by case and wherever it stands in the head, with or without its colon.
+    // The value of one header of the answer without the white space around it, or an empty text. `name` is
+    // matched by case and wherever it stands in the head, with or without its colon.
     CAutoString GetHeadAttri(CAutoString name) const;
 
-    // Where the response to a probe sends the browser: the location header of a 302 or 303, the meta refresh
+    // Where the answer to a probe sends the browser: the location header of a 302 or 303, the meta refresh
     // or the script of a 200 page. All in lower case; empty when there is no absolute http or https address,
     // or one beyond kLongestAddress.
     CAutoString GetRedirectAddress() const;
@@ -52,7 +53,7 @@ class CHttpData {
     uint64_t dwTimeOut = 10000;     // seconds, for connecting and for the whole exchange
     BodyBound bodyBound = nullptr;  // asked when the body begins; null allows CBufferArray::kDefaultBound
 
-    // The response.
+    // The answer.
     int32_t retCode = 0;     // HTTP status, or libcurl's error code when the transfer failed
     uint64_t dwDataLen = 0;  // length of the body in bytes
 

@@ -15,7 +15,7 @@ class CLog : public CSimpleFile {
     void SetLevel(int level) { m_level = level; }
     // Opens "dir/date_name" for appending and creates the folder. `dateFormat` is strftime's; an empty or
     // null `dir` or `dateFormat` leaves that part out. When the folder cannot be made, the file lands in the
-    // working directory. The date is that of the call: the file does not change at midnight. 0, or -1 when
+    // working folder. The date is that of the call: the file does not change at midnight. 0, or -1 when
     // the file cannot be opened; every later line is then dropped.
     int Create(const char* dir, const char* name, const char* dateFormat);
     // Writes one line printf-style. An empty text writes nothing, not even a time stamp.

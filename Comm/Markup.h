@@ -20,7 +20,7 @@ class CMarkup {
         MDF_UTF8PREAMBLE = 4,
         MDF_UTF16BEFILE = 128,
         MDF_IGNORECASE = 8,  // elements and attributes are found by their names in any case
-        MDF_READFILE = 16,   // streamed mode: SetDoc and FindChildElem refuse, IsWellFormed answers true
+        MDF_READFILE = 16,   // streamed mode: SetDoc and FindChildElem refuse, IsWellFormed returns true
         MDF_WRITEFILE = 32,  // likewise
         MDF_APPENDFILE = 64  // goes with MDF_WRITEFILE and changes nothing of that
     };
@@ -65,7 +65,7 @@ class CMarkup {
     CMarkup() = default;
 
     // Replaces the document and clears the cursors; a declared encoding is not looked at. False when `text`
-    // is no well-formed document; it then has no elements, and GetDoc still answers the text.
+    // is no well-formed document; it then has no elements, and GetDoc still returns the text.
     bool SetDoc(const char* text);
     CAutoString GetDoc() const;
     // Exactly one root element and no parse error.
@@ -84,7 +84,7 @@ class CMarkup {
     void ResetPos();
     void ResetChildPos() { m_iPosChild = 0; }
     // Moves the main position to the next sibling of that name, at document level to the root. Null matches
-    // any name, the empty text none. Nothing moves when the answer is false.
+    // any name, the empty text none. Nothing moves when the result is false.
     bool FindElem(const char* name = nullptr);
     // The same for the child position among the children of the main position, which becomes the root first
     // if there is none.
@@ -105,7 +105,7 @@ class CMarkup {
     CAutoString GetSubDoc() const { return ElemSubDoc(m_iPos); }
     CAutoString GetChildSubDoc() const { return ElemSubDoc(m_iPosChild); }
 
-    // The following answer false, and change nothing, when `name` is no element name or the place is missing.
+    // The following return false, and change nothing, when `name` is no element name or the place is missing.
     // `flags` are MarkupNodeFlags. The Child operations take the root as main position if there is none.
     //
     // Behind the main position; without one, at the end of the current level. A second root is taken as well

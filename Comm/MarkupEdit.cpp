@@ -20,7 +20,7 @@ class PieceWriter {
         m_written.reserve(expected);
     }
 
-    // Answers where the piece begins in the result.
+    // Returns where the piece begins in the result.
     uint32_t Append(uint32_t from, uint32_t to) {
         if (from != m_to) {
             Flush();

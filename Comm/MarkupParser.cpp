@@ -63,7 +63,7 @@ const char* SkipSpace(const char* position) {
     return position;
 }
 
-// Answers `position` itself when no name starts there.
+// Returns `position` itself when no name starts there.
 const char* SkipName(const char* position) {
     if (!Is(*position, kNameStart)) {
         return position;

@@ -51,7 +51,7 @@ class AttribScanner {
     bool Next();
     std::string_view Name() const { return m_name; }
     std::string_view RawValue() const { return m_value; }
-    // After Next() has answered false: the place where it stopped, "/" or ">" in a sound tag.
+    // After Next() has returned false: the place where it stopped, "/" or ">" in a sound tag.
     const char* Position() const { return m_position; }
 
   private:

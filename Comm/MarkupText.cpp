@@ -52,7 +52,7 @@ void AppendUtf8(std::string& result, uint32_t codePoint) {
     put(0x80 | (codePoint & 0x3F));
 }
 
-// The following append what the reference at the start of `text` stands for and answer its length; 0 when
+// The following append what the reference at the start of `text` stands for and return its length; 0 when
 // there is none.
 size_t AppendNumericReference(std::string& result, std::string_view text) {
     const int radix = StartsWith(text, "&#x") ? 16 : 10;

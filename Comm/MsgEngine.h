@@ -9,8 +9,8 @@
 // may be added from any thread at any time; those that wait while the engine is stopped are handled after its
 // next start. An engine may be started and stopped from any one thread at a time.
 //
-// The thread polls without a pause: a running engine costs one busy processor core and answers at once. The
-// exchange with the front end is timed by that.
+// The thread polls without a pause: a running engine costs one busy processor core and takes each message at
+// once. The exchange with the front end is timed by that.
 class CMsgEngine {
   public:
     CMsgEngine() = default;

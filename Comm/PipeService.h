@@ -15,7 +15,7 @@ class IPipeCallback {
     ~IPipeCallback() = default;
 };
 
-// One end of the link between the service and a front end: two FIFOs in the working directory, one for each
+// One end of the link between the service and a front end: two FIFOs in the working folder, one for each
 // direction. The service creates "serverpipe", writes it and reads "clientpipe"; the front end does the
 // reverse. Owns both descriptors and its outgoing FIFO.
 //
@@ -68,7 +68,7 @@ class CPipeService : public CMsgEngine {
     void OpenIncoming(const char* name);
     void QueueMessages(const char* bytes, size_t count);
     void LetHandlerCatchUp();
-    // The steps of a write, with m_pipeLock held. Each answers whether all went out; errno tells why not.
+    // The steps of a write, with m_pipeLock held. Each returns whether all went out; errno tells why not.
     bool Send(const char* bytes, size_t size);
     bool EndTornMessage(TimePoint end);
     bool SendMessage(const char* bytes, size_t size, TimePoint end);

@@ -26,14 +26,14 @@ class CSimpleFile {
     // Creates every folder along `path`; folders that exist are no error. With `lastIsFile` the part behind
     // the last "/" is a file name and is left alone. Stops with false at the first folder that fails.
     static bool RecuMkDir(const char* path, mode_t mode, bool lastIsFile);
-    // The folder that all relative names of the service belong to: the working directory, not the folder of
-    // the executable. Always 1; an unreadable working directory leaves an empty text.
+    // The folder that all relative names of the service belong to: the working folder, not the folder of
+    // the executable. Always 1; an unreadable working folder leaves an empty text.
     static int GetModulePath(char* buffer, size_t size);
     // Joins `directory` and `name` with exactly one "/" into `buffer`. False when the result does not fit.
     static bool PathCombine(char* buffer, size_t size, const char* directory, const char* name);
 
     // Not used by the service.
-    // Reads up to `size` bytes. Answers the number of bytes read, or -2 when no stream is open.
+    // Reads up to `size` bytes. Returns the number of bytes read, or -2 when no stream is open.
     int ReadFile(void* buffer, size_t size);
 
   protected:

@@ -49,7 +49,7 @@ class CTableTimer {
     void ReAddTask(TaskInfo* entry, bool replace);
     void RemoveTask(int timeId);
     void ClearTask();
-    // Starts or stops the thread; a stop discards every armed entry when the thread ends. Answers whether the
+    // Starts or stops the thread; a stop discards every armed entry when the thread ends. Returns whether the
     // thread was started or has ended; a stop may return while the thread still runs (see
     // CSimpleThread::Stop).
     bool DispatchTask(bool start);

@@ -35,7 +35,7 @@ class CXMLOpt : public CMarkup {
     bool CreateXMLPos(const char* path);
 
     // Not used by the service. The first step of a walk along a path, for texts of one's own.
-    // Cuts `source` at its first "." into `head` and `rest`; without one `head` is all of it and the answer
+    // Cuts `source` at its first "." into `head` and `rest`; without one `head` is all of it and the result
     // false. The texts may be the same object.
     static bool StringSplit(const CAutoString& source, CAutoString& head, CAutoString& rest);
 

@@ -5,7 +5,7 @@ class LockBase {
   public:
     virtual ~LockBase() = default;
     virtual void Lock(int mode) = 0;
-    // Answers whether the lock was taken.
+    // Returns whether the lock was taken.
     virtual bool TryLock(int mode) = 0;
     virtual void UnLock() = 0;
 };

@@ -51,7 +51,7 @@ void Initialise(uint32_t time) {
     g_generator.initialized = true;
 }
 
-// Answers the time for the next identifier. Within one tick the identifiers count on; when the time went
+// Returns the time for the next identifier. Within one tick the identifiers count on; when the time went
 // backwards the clock sequence tells the new ones from the old.
 uint32_t Advance(uint32_t time) {
     if (time == g_generator.timestamp) {

@@ -17,7 +17,7 @@ struct _uuid_t {
 // Fills `uuid`, which must not be null, with an identifier that this process has not given before.
 void uuid_create(_uuid_t* uuid);
 // A number between 0 and RAND_MAX. Seeds the C library's generator with the time of day first, so calls of
-// one millisecond answer the same.
+// one millisecond return the same.
 uint32_t pseudo_rand();
 // 36 characters: lower-case hexadecimal digits in the groups 8-4-4-4-12. The text is overwritten by the next
 // call.

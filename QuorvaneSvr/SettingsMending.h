@@ -7,6 +7,6 @@
 // and replaced by the document at `defaults`, or by an empty one when there is none that can be read. Where
 // it cannot be put aside it stays as it is, so that nothing of it is lost.
 //
-// A file that is not there, or may not be read, is left alone. Answers in words what was done, for whoever
+// A file that is not there, or may not be read, is left alone. Returns in words what was done, for whoever
 // looks after the machine; empty when that is nothing.
 CAutoString MendSettings(const char* path, const char* defaults);

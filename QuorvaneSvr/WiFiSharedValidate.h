@@ -11,7 +11,7 @@ class CWiFiSharedValidate {
   public:
     virtual ~CWiFiSharedValidate() = default;
 
-    // Reads the rules out of the "against" list. Answers whether rules have been read, now or before.
+    // Reads the rules out of the "against" list. Returns whether rules have been read, now or before.
     bool Initialization(const char* xml);
     // 1 when the connection is shared, 0 when it is not or there are no rules: the name says the opposite,
     // and the callers go by the number. The rules are those of the first readable list, whatever later lists

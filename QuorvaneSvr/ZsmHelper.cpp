@@ -140,7 +140,7 @@ char* CollectDecodedText(PrepareFunction prepare, const __ZsoFile& module, const
         result = kBufferTooSmall;
         return nullptr;
     }
-    // A module that answers without calling back has said nothing: an empty text.
+    // A module that returns without calling back has said nothing: an empty text.
     const uint32_t size = std::max(info.size, 1U);
     std::unique_ptr<char[]> decoded(new char[size]());
     info = {0, size, reinterpret_cast<unsigned char*>(decoded.get())};

@@ -34,7 +34,7 @@ using ZsmPPCB = void (*)(const char* unused, const char* text, __ZsoDecodeInfo* 
 //
 // Belongs to the portal work thread and to whoever shuts the business down after it: Init comes before that
 // thread runs. The guards over m_zsmLock therefore take no lock (GNothing); two operations at the same time
-// would write each other's temporary file, "protect.so" in the working directory.
+// would write each other's temporary file, "protect.so" in the working folder.
 //
 // A module must leave memory at dlclose. One that pins itself (a GNU-unique symbol, "nodelete") is found
 // again under the name of the temporary file, and its successor is not seen before the service restarts.

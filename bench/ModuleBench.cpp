@@ -129,7 +129,7 @@ void RunBare(const Layout& layout) {
     unlink(kBareModule);
 }
 
-// The container is in the working directory and the service's module is the one in it, as long as this lives.
+// The container is in the working folder and the service's module is the one in it, as long as this lives.
 class Setting {
   public:
     Setting() : m_layout(WriteContainers(m_folder)) { CZsmHelper::GetInst()->Init(kContainer, nullptr, 0); }

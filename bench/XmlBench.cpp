@@ -1,5 +1,5 @@
 // The service's XML work, next to two libraries doing the same job: each takes the text as it came, reads the
-// values into texts of its own, or answers the finished document as a text of its own.
+// values into texts of its own, or returns the finished document as a text of its own.
 #include <benchmark/benchmark.h>
 #include <tinyxml2.h>
 

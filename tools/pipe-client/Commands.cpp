@@ -17,54 +17,54 @@ constexpr Milliseconds kWatchSlice(60000);     // any length: watching goes on a
 constexpr Milliseconds kLastReportWait(2000);  // it follows at once
 
 // The states that tell how a request has gone.
-struct Answer {
+struct Ending {
     INetConn::ESTATE good;
     INetConn::ESTATE bad;
 };
-constexpr Answer kCheckAnswer = {INetConn::ES_PRECONNECTED, INetConn::ES_PRECONNECTFAIL};
-constexpr Answer kLoginAnswer = {INetConn::ES_CONNECTED, INetConn::ES_CONNECTFAIL};
-constexpr Answer kLogoutAnswer = {INetConn::ES_DISCONNECTED, INetConn::ES_CONNECTFAIL};
+constexpr Ending kCheckEnding = {INetConn::ES_PRECONNECTED, INetConn::ES_PRECONNECTFAIL};
+constexpr Ending kLoginEnding = {INetConn::ES_CONNECTED, INetConn::ES_CONNECTFAIL};
+constexpr Ending kLogoutEnding = {INetConn::ES_DISCONNECTED, INetConn::ES_CONNECTFAIL};
 
 Outcome Fail(Outcome outcome, const char* words) {
     fprintf(stderr, "pipe-client: %s\n", words);
     return outcome;
 }
 
-Outcome NoAnswer(const FrontEnd& frontEnd) {
+Outcome NoReport(const FrontEnd& frontEnd) {
     return frontEnd.IsServiceGone() ? Fail(kFailed, "the service has ended")
                                     : Fail(kTimedOut, "nothing came in time");
 }
 
-Outcome AwaitAnswer(FrontEnd& frontEnd, const Answer& answer, Milliseconds timeOut) {
+Outcome AwaitEnding(FrontEnd& frontEnd, const Ending& ending, Milliseconds timeOut) {
     Outcome outcome = kTimedOut;
     bool isOpenNetwork = false;
     const auto judge = [&](const Report& report) {
         isOpenNetwork = report.IsOpenNetwork();
-        const bool isGood = report.IsState() && report.newState == answer.good && !isOpenNetwork;
+        const bool isGood = report.IsState() && report.newState == ending.good && !isOpenNetwork;
         // A failed exchange comes with the state of the step that it belonged to.
         const bool isBad =
-            report.IsState() && (report.newState == answer.bad || !report.Parameter("subType").empty());
+            report.IsState() && (report.newState == ending.bad || !report.Parameter("subType").empty());
         outcome = isGood ? kDone : kFailed;
         return isGood || isBad || isOpenNetwork;
     };
     if (!frontEnd.Await(judge, timeOut)) {
-        return NoAnswer(frontEnd);
+        return NoReport(frontEnd);
     }
     return isOpenNetwork ? Fail(kFailed, "the network is open: there is no portal to log in to") : outcome;
 }
 
-// A service that was started before answers with its state instead: a report that it is ready, which says no
-// more than that it works, and then its last report once more, which is the one that counts.
+// A service that was started before reports its state instead: first that it is ready, which says no more
+// than that it works, and then its last report once more, which is the one that counts.
 Outcome Start(FrontEnd& frontEnd, const Arguments& /*arguments*/, Milliseconds timeOut) {
     frontEnd.Send(ClientOperation::kStart);
     bool isAnnouncement = false;
-    const auto isAnswer = [&](const Report& report) {
+    const auto isOutcome = [&](const Report& report) {
         isAnnouncement = report.IsState() && report.oldState == INetConn::ES_NONE &&
                          report.newState == INetConn::ES_PRECONNECTED;
         return report.IsState() || report.opcode == ClientReport::kStartComplete;
     };
-    if (!frontEnd.Await(isAnswer, timeOut)) {
-        return NoAnswer(frontEnd);
+    if (!frontEnd.Await(isOutcome, timeOut)) {
+        return NoReport(frontEnd);
     }
     if (isAnnouncement) {
         (void)frontEnd.Await([](const Report& report) { return report.IsState(); },
@@ -75,22 +75,22 @@ Outcome Start(FrontEnd& frontEnd, const Arguments& /*arguments*/, Milliseconds t
 
 Outcome Check(FrontEnd& frontEnd, const Arguments& /*arguments*/, Milliseconds timeOut) {
     frontEnd.Send(ClientOperation::kCheckEnvironment);
-    return AwaitAnswer(frontEnd, kCheckAnswer, timeOut);
+    return AwaitEnding(frontEnd, kCheckEnding, timeOut);
 }
 
 Outcome Login(FrontEnd& frontEnd, const Arguments& arguments, Milliseconds timeOut) {
     frontEnd.Login(arguments[0], arguments[1]);
-    return AwaitAnswer(frontEnd, kLoginAnswer, timeOut);
+    return AwaitEnding(frontEnd, kLoginEnding, timeOut);
 }
 
 Outcome Logout(FrontEnd& frontEnd, const Arguments& arguments, Milliseconds timeOut) {
     frontEnd.Logout(arguments.empty() ? kDefaultReason : arguments[0]);
-    return AwaitAnswer(frontEnd, kLogoutAnswer, timeOut);
+    return AwaitEnding(frontEnd, kLogoutEnding, timeOut);
 }
 
 Outcome Terminal(FrontEnd& frontEnd, const Arguments& /*arguments*/, Milliseconds timeOut) {
     frontEnd.Send(ClientOperation::kTerminalData);
-    return frontEnd.AwaitOpcode(ClientReport::kTerminalData, timeOut) ? kDone : NoAnswer(frontEnd);
+    return frontEnd.AwaitOpcode(ClientReport::kTerminalData, timeOut) ? kDone : NoReport(frontEnd);
 }
 
 Outcome TerminalTerm(FrontEnd& frontEnd, const Arguments& arguments, Milliseconds timeOut) {
@@ -100,7 +100,7 @@ Outcome TerminalTerm(FrontEnd& frontEnd, const Arguments& arguments, Millisecond
         outcome = report.opcode == ClientReport::kTerminalData ? kDone : kFailed;
         return report.opcode == ClientReport::kTerminalData || report.opcode == ClientReport::kTerminalTerm;
     };
-    return frontEnd.Await(judge, timeOut) ? outcome : NoAnswer(frontEnd);
+    return frontEnd.Await(judge, timeOut) ? outcome : NoReport(frontEnd);
 }
 
 Outcome Send(FrontEnd& frontEnd, const Arguments& arguments, Milliseconds /*timeOut*/) {
@@ -110,14 +110,14 @@ Outcome Send(FrontEnd& frontEnd, const Arguments& arguments, Milliseconds /*time
 
 Outcome Expect(FrontEnd& frontEnd, const Arguments& arguments, Milliseconds timeOut) {
     const auto state = static_cast<INetConn::ESTATE>(FindState(arguments[0])->number);
-    return frontEnd.AwaitState(state, timeOut) ? kDone : NoAnswer(frontEnd);
+    return frontEnd.AwaitState(state, timeOut) ? kDone : NoReport(frontEnd);
 }
 
 Outcome Watch(FrontEnd& frontEnd, const Arguments& /*arguments*/, Milliseconds /*timeOut*/) {
     while (!frontEnd.IsServiceGone()) {
         (void)frontEnd.Receive(kWatchSlice);  // the listener has printed it
     }
-    return NoAnswer(frontEnd);
+    return NoReport(frontEnd);
 }
 
 // Empty when the arguments suit the command.

@@ -36,7 +36,7 @@ class PortalSim {
     PortalSim(const PortalSim&) = delete;
     PortalSim& operator=(const PortalSim&) = delete;
 
-    // Serves on the IPv4 or IPv6 address; port 0 takes a free one. Answers false when the address cannot be
+    // Serves on the IPv4 or IPv6 address; port 0 takes a free one. False when the address cannot be
     // taken. After Stop it may be called again; sessions and records are kept.
     bool Start(const std::string& host = "127.0.0.1", int port = 0);
     // Closes the port; connections are refused from then on. Waits for the requests that are being served.
@@ -55,7 +55,7 @@ class PortalSim {
 
     // All requests to the endpoint, in order of arrival.
     std::vector<Request> Requests(Endpoint endpoint) const;
-    // Waits for the `count`-th request to the endpoint and answers with it; nothing after the deadline.
+    // Waits for the `count`-th request to the endpoint and returns it; nothing after the deadline.
     std::optional<Request> WaitForRequest(
         Endpoint endpoint, size_t count = 1,
         std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;

@@ -125,7 +125,7 @@ struct Scenario {
 };
 
 // Applies one line of a scenario file ("pulse-seconds 5"; docs/portal-sim.md lists them) to the scenario.
-// Empty lines and lines that begin with '#' change nothing. Answers false, with the reason in `fault`, for a
+// Empty lines and lines that begin with '#' change nothing. False, with the reason in `fault`, for a
 // line that is not understood; the scenario is then unchanged.
 bool ApplyLine(const std::string& line, Scenario& scenario, std::string& fault);
 

@@ -222,7 +222,7 @@ constexpr ListSetting kListSettings[] = {
     {"option", &Scenario::optionNotices},
 };
 
-// The settings with one value. Answers false when the keyword is none of them or the value does not fit.
+// The settings with one value. False when the keyword is none of them or the value does not fit.
 bool ApplyValue(const std::string& keyword, const std::string& value, Scenario& scenario) {
     for (const TextSetting& row : kTextSettings) {
         if (keyword == row.keyword) {
