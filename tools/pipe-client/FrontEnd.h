@@ -29,8 +29,8 @@ struct Report {
     int errorCode = 0;
 };
 
-// The front end's side of the link: sends operations and receives reports, one caller's thread, no thread of
-// its own. A service talks to one front end at a time: two would take each other's reports.
+// The front end's side of the link: sends operations and receives reports. Belongs to one thread and starts
+// none. A service talks to one front end at a time: two would take each other's reports.
 class FrontEnd : private CPipeService {
   public:
     using Milliseconds = std::chrono::milliseconds;
@@ -55,9 +55,9 @@ class FrontEnd : private CPipeService {
     // Logs out the terminal that holds `ticket`.
     bool TerminalLogout(const std::string& ticket);
 
-    // The next report, or none when it does not come in time.
+    // The next report, or none when it does not come in time or the service is gone.
     std::optional<Report> Receive(Milliseconds timeOut);
-    // Receives until a report satisfies `wanted`.
+    // Receive reports until one is the wanted one. False when none is that comes in time.
     bool Await(const std::function<bool(const Report&)>& wanted, Milliseconds timeOut);
     bool AwaitOpcode(const char* opcode, Milliseconds timeOut);
     // Receives until the state that was reported last is `state`, which it may be already.

@@ -9,7 +9,7 @@ namespace portal_sim {
 // Pages and documents that the portal serves. `server` is the "host:port" under which the client reached the
 // portal; every address in a document leads back to it.
 
-// The three forms of a redirect page or header that lead to `url`.
+// The two redirects to `url` that are pages.
 std::string MetaRefreshPage(const std::string& url);
 std::string ScriptRedirectPage(const std::string& url);
 // A page that is none of the portal's.

@@ -24,7 +24,8 @@ namespace portal_sim {
 // A campus portal: the redirects that lead to its page, the page with the configuration, and everything that
 // a client asks of it afterwards. It judges each request on its own (nothing of the service's parsers,
 // digests or ciphers is used); one that breaks the protocol is recorded with a complaint and answered with
-// "Error-Code" 99. Every operation may be called from any thread; requests are served on threads of its own.
+// "Error-Code" 99. Requests are served on threads of its own. Start and Stop belong to one thread, which
+// nobody asks for the address meanwhile; every other operation may be called from any thread.
 class PortalSim {
   public:
     using LineSink = std::function<void(const std::string& line)>;
