@@ -72,10 +72,10 @@ int CSimpleFile::GetModulePath(char* buffer, size_t size) {
     return 1;
 }
 
-bool CSimpleFile::PathCombine(char* buffer, size_t size, const char* directory, const char* name) {
-    const size_t length = strlen(directory);
-    const char* separator = length > 0 && directory[length - 1] != '/' ? "/" : "";
-    const int needed = snprintf(buffer, size, "%s%s%s", directory, separator, name);
+bool CSimpleFile::PathCombine(char* buffer, size_t size, const char* folder, const char* name) {
+    const size_t length = strlen(folder);
+    const char* separator = length > 0 && folder[length - 1] != '/' ? "/" : "";
+    const int needed = snprintf(buffer, size, "%s%s%s", folder, separator, name);
     return needed >= 0 && static_cast<size_t>(needed) < size;
 }
 

@@ -29,8 +29,8 @@ class CSimpleFile {
     // The folder that all relative names of the service belong to: the working folder, not the folder of
     // the executable. Always 1; an unreadable working folder leaves an empty text.
     static int GetModulePath(char* buffer, size_t size);
-    // Joins `directory` and `name` with exactly one "/" into `buffer`. False when the result does not fit.
-    static bool PathCombine(char* buffer, size_t size, const char* directory, const char* name);
+    // Joins `folder` and `name` with exactly one "/" into `buffer`. False when the result does not fit.
+    static bool PathCombine(char* buffer, size_t size, const char* folder, const char* name);
 
     // Not used by the service.
     // Reads up to `size` bytes. Returns the number of bytes read, or -2 when no stream is open.

@@ -93,23 +93,23 @@ int CNetHelper::SetDNSServers(CAutoString& dns1, CAutoString& dns2) {
     if (!CFileUtil::ReadWholeFile(kResolverFile, before)) {
         return errno;
     }
-    CAutoString previous1 = dns1;
-    CAutoString previous2 = dns2;
-    if (!WriteOver(Rewrite(before, previous1, previous2))) {
+    CAutoString former1 = dns1;
+    CAutoString former2 = dns2;
+    if (!WriteOver(Rewrite(before, former1, former2))) {
         const int failure = errno;
         (void)WriteOver(before);  // the failure is the one to report
         return failure;
     }
-    dns1 = previous1;
-    dns2 = previous2;
+    dns1 = former1;
+    dns2 = former2;
     return 0;
 }
 
 std::string CNetHelper::Rewrite(const std::string& text, CAutoString& dns1, CAutoString& dns2) {
     Rewriting rewriting = {dns1, dns2, {}, kNoSlot, {}, {}};
     ForEachLine(text, [&](const std::string& line) { RewriteLine(rewriting, line); });
-    dns1 = rewriting.previous1;
-    dns2 = rewriting.previous2;
+    dns1 = rewriting.former1;
+    dns2 = rewriting.former2;
     return rewriting.text;
 }
 
@@ -130,11 +130,11 @@ void CNetHelper::RewriteNameserver(Rewriting& file, const std::string& line) {
         return;
     }
     if (Insert(file, true)) {
-        (file.state == kFirstSlot ? file.previous1 : file.previous2) = address;
+        (file.state == kFirstSlot ? file.former1 : file.former2) = address;
     }
 }
 
-// A search line behind two servers goes, and one in front of the servers makes the previous ones forgotten,
+// A search line behind two servers goes, and one in front of the servers makes the former ones forgotten,
 // since those further down are dropped without being looked at. Whoever needs the file back as it was keeps
 // its text. Held by NetHelper.PushesServersAndHandsTheFormerOnesBack.
 void CNetHelper::RewriteSearch(Rewriting& file, const std::string& line) {
@@ -142,9 +142,9 @@ void CNetHelper::RewriteSearch(Rewriting& file, const std::string& line) {
         return;
     }
     if (file.state == kNoSlot) {
-        file.previous1.Empty();
+        file.former1.Empty();
     }
-    file.previous2.Empty();
+    file.former2.Empty();
     (void)Insert(file, false);  // the search line is kept behind whatever was written
     file.text += line;
 }

@@ -64,8 +64,8 @@ class CNetHelper {
         const char* dns2;
         std::string text;  // what has been kept and inserted
         unsigned state = 0;
-        CAutoString previous1;
-        CAutoString previous2;
+        CAutoString former1;
+        CAutoString former2;
     };
 
     void RewriteLine(Rewriting& file, const std::string& line);
