@@ -8,8 +8,8 @@
 // copied into one buffer. Owns every block (array-allocated). Not synchronised: belongs to one transfer.
 class CBufferArray {
   public:
-    // What the list has room for unless told otherwise: the largest answers are module containers of a few
-    // MiB, and a portal that sends without end must not fill the memory.
+    // Bytes that the list has room for unless told otherwise: far more than any answer brings, a module's
+    // container too, but a portal that sends without end must not fill the memory.
     static constexpr uint64_t kDefaultBound = 64 * 1024 * 1024;
 
     CBufferArray() = default;

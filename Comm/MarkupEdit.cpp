@@ -78,6 +78,7 @@ void AppendData(std::string& result, const char* data, int flags) {
 
 }  // namespace
 
+// The document as it reads, or with `top` one element of it.
 std::string CMarkup::Compose(uint32_t top) const {
     PieceWriter writer(m_strDoc, top == 0 ? m_strDoc.size() : 0);
     Walk(
@@ -290,6 +291,9 @@ bool CMarkup::LinkChild(uint32_t elem, uint32_t next) {
 
 // In front of `next`, a child of `parent`; behind the last child when that is 0. What stood in front of
 // `next`, or in an element without children, stays in front of the new element.
+//
+// Backwards the children are a ring, for the first one names the last. A new last child stands in front of
+// the first one in it, so whether it is `next` or the first child that follows, the same links are set.
 void CMarkup::Link(uint32_t elem, uint32_t parent, uint32_t next) {
     ElemPos& pos = m_pElemPosTree[elem];
     ElemPos& above = m_pElemPosTree[parent];
@@ -325,7 +329,8 @@ uint32_t CMarkup::TakePos() {
     return elem;
 }
 
-// Puts the children into the chain of free entries; what is below them follows when they are taken out.
+// Puts the whole row of children in front of the chain of free entries, which it is chained like: the last
+// child leads on to the first free entry. What is below them follows when they are taken out.
 void CMarkup::FreeChildren(uint32_t elem) {
     const uint32_t first = std::exchange(m_pElemPosTree[elem].iElemChild, 0);
     if (first != 0) {

@@ -11,12 +11,13 @@
 //
 // An element reads: gap, start tag, children, tail. The gap is what stands between the preceding tag and this
 // element (text, comments), the tail is what stands behind the last child together with the end tag. Each of
-// them is contiguous in the buffer, but after edits they need not lie one behind the other.
+// them is contiguous in the buffer, but after edits they need not lie one behind the other: what the document
+// reads is what a walk along the links finds.
 struct ElemPos {
     uint32_t iElemParent = 0;
     uint32_t iElemChild = 0;  // first child
-    uint32_t iElemNext = 0;
-    uint32_t iElemPrev = 0;  // the first child names the last one here, so that appending is one step
+    uint32_t iElemNext = 0;   // 0 at the last child
+    uint32_t iElemPrev = 0;   // of the first child: the last one, so that appending is one step
     uint32_t nGap = 0;
     uint32_t nGapLength = 0;
     uint32_t nStart = 0;  // the "<" of the start tag; the name follows it

@@ -6,7 +6,8 @@
 
 // The equal servers of a portal, of which each client chooses one by the hash of its own address. So a client
 // keeps its server while the list stays, and the clients spread over the list. Whoever finds a server dead
-// removes it and chooses again. Not synchronised: belongs to the portal connection's work thread.
+// removes it and chooses again. Not synchronised: whoever looks after the servers guards it with
+// his own lock.
 class HashBalance {
   public:
     int Size() const { return static_cast<int>(serverMap.size()); }

@@ -15,7 +15,8 @@
 // have run, the destructor of the pipe wait for that. Who else posts messages has to end before.
 class CServer final : public IPipeCallback, public IServer {
   public:
-    // Creates the outgoing FIFO. 0, or -1 when it exists already, which is as good.
+    // Creates the outgoing FIFO. 0, or -1 when it exists already, which is as good, or cannot be created,
+    // which connecting tells.
     int CreateServer(const char* name);
     // Opens the outgoing FIFO and the incoming one, `name`; returns when a front end has opened both. 0, or
     // -1 when the outgoing FIFO cannot be opened.

@@ -27,8 +27,8 @@ class CSystemControl : public ISystemControl {
     SYSTEMCONTROLLOG GetLogRoutine() override;
     void Release() override;
 
-    // The kernel's IPv4 forwarding switch. False, with errno set and `enabled` as it was, when it cannot be
-    // read.
+    // The kernel's IPv4 forwarding switch. False, and `enabled` as it was, when it cannot be read; errno
+    // tells why it cannot be opened. Any thread may call it.
     static bool ReadIpForward(int& enabled);
 
     // Callbacks; `param` is the object. Lines of another form change nothing.

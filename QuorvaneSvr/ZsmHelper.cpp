@@ -324,8 +324,9 @@ bool CZsmHelper::UnpackModule(unsigned char* packed, size_t length, __ZsoFile* m
     if (module->data == nullptr) {
         return false;
     }
-    // The stream ends with a mark, or just where the module is complete; what else is in the file is not
-    // looked at. One that goes on beyond the recorded size is another module's, or damaged.
+    // A whole stream ends where the module is complete, with a mark or without. The decoder refuses one that
+    // goes on: it is another module's, or damaged. One whose mark comes too early is told by what it produced
+    // only. What else is in the file is not looked at.
     size_t produced = size;
     size_t consumed = streamLength;
     const bool complete = Unpack(module->data, &produced, stream, &consumed, packed, kPropertiesSize,

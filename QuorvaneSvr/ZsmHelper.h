@@ -41,7 +41,7 @@ using ZsmPPCB = void (*)(const char* unused, const char* text, __ZsoDecodeInfo* 
 class CZsmHelper {
   public:
     // Containers, modules and decoded texts beyond this many bytes are refused: real modules have some 100
-    // KB, and a size field that claims gigabytes must not be believed.
+    // KiB, and a size field that claims gigabytes must not be believed.
     static constexpr uint32_t kMaxSize = 64 * 1024 * 1024;
 
     CZsmHelper(const CZsmHelper&) = delete;
@@ -86,7 +86,8 @@ class CZsmHelper {
     // written; FreeZsoFile deletes it either way. What stood at `path` before is replaced, never followed.
     static int writeTmpSo(char* path, __ZsoFile* module);
     // Reads a text of `fixedLength` bytes, or with 0 one whose length is the byte in front of it. `out` is
-    // malloc-allocated and terminated, or null for a length of 0. 1, or 0 when the file ends too early.
+    // malloc-allocated and terminated, or null for a length of 0. 1, or 0 when the file ends too early: `out`
+    // is then untouched or holds a part, for the caller to free.
     static int zsoReadString(char** out, FILE* file, unsigned char fixedLength);
 
     // Not used by the service. For whoever looks at a container by other means than loading its module.

@@ -15,7 +15,7 @@
 namespace {
 
 constexpr long kSmallest = 512;         // bytes, a portal answer
-constexpr long kLargest = 1024 * 1024;  // bytes, a large module container
+constexpr long kLargest = 1024 * 1024;  // bytes, more than a module's container
 
 // Gives as many bytes as the path says, and takes any body. Lives as long as the process.
 class Server {

@@ -1,4 +1,4 @@
-// One whole Code call with a module of 100 KB, next to its bare steps.
+// One whole Code call with a module of 100 KiB, next to its bare steps.
 #include <LzmaDec.h>
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>

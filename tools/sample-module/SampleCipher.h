@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-// The transform itself, without the C++ library: a module that brings a library of its own into the service
-// keeps it there, and a portal's module is as small as this one.
+// The transform itself, without the C++ library: a library that a module brings into the service along with
+// itself stays there when the module is unloaded.
 namespace sample {
 
 struct Cipher {
