@@ -9,7 +9,7 @@
 // The named texts of the service: those of the settings file, which survive a restart, and those of this run.
 // All operations but GetInst and Release may be called from any thread.
 //
-// The settings file is "conf/conf.xml" in the working directory. It is read once; from then on the document
+// The settings file is "conf/conf.xml" in the working folder. It is read once; from then on the document
 // in memory counts, and each change writes the file anew. The installation ships it: without a file that can
 // be read nothing is ever saved, and no error tells of it. One that is no document is mended when it is read.
 //

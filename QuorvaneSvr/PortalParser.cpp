@@ -13,6 +13,7 @@
 #include "MarkupRead.h"
 #include "PortalElements.h"
 #include "SimpleFile.h"
+#include "TextUtil.h"
 #include "ZsmHelper.h"
 
 using namespace PortalElement;
@@ -68,7 +69,7 @@ struct IconvCloser {
 };
 
 void AppendHeader(CAutoString& head, const char* name, const char* value) {
-    if (value != nullptr && *value != '\0') {
+    if (!IsNullOrEmpty(value)) {
         head = head + name + ":" + value + "\r\n";
     }
 }

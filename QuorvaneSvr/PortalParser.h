@@ -44,7 +44,7 @@ struct CAuthConfig {
     CAutoString strClientId;
     CAutoString strUserAgent;
 
-    int iKeepRetry = 2;  // failed pulses that are tolerated
+    int iKeepRetry = 2;  // failed pulses that are tolerated; a start makes it 0, until a login says more
     int iInterval = 0;   // seconds between two pulses
     int iKeepLevel = 0;
 

@@ -72,7 +72,8 @@ class CZsmHelper {
     void FreeResult(const char* text);
 
     // Reads and unpacks a container without loading the module. Null when the file is no whole container or
-    // its stream does not end at exactly the recorded size. Bytes behind the stream do no harm.
+    // its stream does not end at exactly the recorded size. Bytes behind the stream, in the restored text, do
+    // no harm.
     static __ZsoFile* loadZsoModule(const char* path);
     // Unloads the module, deletes its temporary file and frees the record, which becomes null. Null is
     // allowed.
