@@ -34,6 +34,10 @@ void Sleep(unsigned int milliseconds) {
     usleep(milliseconds * 1000);
 }
 
+UINT ProcessorSeconds() {
+    return static_cast<UINT>(clock() / CLOCKS_PER_SEC);
+}
+
 bool IsTelNum(const char* text) {
     if (text == nullptr || strlen(text) != kTelephoneDigits) {
         return false;

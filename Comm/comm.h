@@ -12,6 +12,9 @@ using UINT = unsigned int;  // seconds, where the service counts them
 // Sleeps for the given number of milliseconds.
 void Sleep(unsigned int milliseconds);
 
+// Processor time that the process has used, in whole seconds.
+UINT ProcessorSeconds();
+
 // True for a mobile number: exactly 11 characters, all of them decimal digits.
 bool IsTelNum(const char* text);
 

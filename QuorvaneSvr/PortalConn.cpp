@@ -1,13 +1,10 @@
-// The protocol engine's life: construction, the record's start values from the settings, and what it
-// publishes.
+// The protocol engine's life: construction, and the record's start values from the settings.
 #include "PortalConn.h"
 
 #include <cstdio>
 #include <cstdlib>
 
-#include "ClientOperations.h"
 #include "Deployment.h"
-#include "ElementText.h"
 #include "EmptiedNumber.h"
 #include "InfoCenter.h"
 #include "Log.h"
@@ -20,10 +17,6 @@ namespace {
 constexpr char kSystemTag[] = "linux64";
 constexpr char kUserAgentIPv4[] = "RAVO/Linux64/%s";
 constexpr char kUserAgentIPv6[] = "RAVO/LinuxIpv664/%s";
-
-// The literal that stands for "nothing to publish". Its address is compared, not its text: a portal that
-// sends an empty value has set that value to empty, and the front end is told so.
-const char* const kNothingToPublish = "";
 
 // Values of this run that the record takes over.
 constexpr RecordText kIdentityTexts[] = {
@@ -125,20 +118,6 @@ int CPortalConn::AskAddresses(CAutoString& ip4, CAutoString& ip6, CAutoString& m
     const int result = m_host.GetIpAndMac(ip4, ip6, mac, family);
     NoteAddressFamily(family);
     return result;
-}
-
-void CPortalConn::SendData(const char* key, const char* value) {
-    if (value == nullptr || value == kNothingToPublish) {
-        return;
-    }
-    PublishValue(key, value, ElementText(value));
-}
-
-void CPortalConn::PublishValue(const char* key, const char* value, const char* content) {
-    m_host.GetInfoCenter()->SetGlobalValue(key, value);
-    CAutoString pair;
-    pair.Format(kValueFormat, key, content);
-    m_host.PostMsg(kValueStore, ClientReport::kValue, pair);
 }
 
 int CPortalConn::IsPhisycalConnect() {

@@ -6,6 +6,7 @@
 #include "IPortalHost.h"
 #include "LastReport.h"
 #include "PortalParser.h"
+#include "PublishedValues.h"
 #include "PushedServers.h"
 #include "RelaxedAccess.h"
 #include "ServerCluster.h"
@@ -38,9 +39,8 @@ class CPortalConn : public INetConn {
     int GetConnCfg();
     void SetConnCfg(int connected);
     void ResetNetConfig();
-    // Publishes one value to the front end. A null `value` and the program's own empty literal are skipped;
-    // an empty text from anywhere else is sent.
-    void SendData(const char* key, const char* value);
+    // Publishes one value to front ends, as PublishValue does.
+    void SendData(const char* key, const char* value) { PublishValue(m_host, key, value); }
 
     // Looks for the portal. 1 a configuration document was found, 0 the probing ended on a page without one,
     // else the failure code of the HTTP exchange.
@@ -144,9 +144,6 @@ class CPortalConn : public INetConn {
     // Discovery.
     int FollowRedirects(CAutoString& page);
     bool GoOnAfterFailedProbe(int failure, int report);
-    void PublishConfig();
-    // `content` is `value` as it stands in the message: escaped, once.
-    void PublishValue(const char* key, const char* value, const char* content);
     void StoreConfig();
     void StoreServerList();
 
@@ -178,8 +175,6 @@ class CPortalConn : public INetConn {
     int JudgePulseFailure(const Exchange& exchange);
     int TakeState(const CHttpData& answer);
     int JudgeStateError(unsigned long code);
-
-    static UINT ProcessorSeconds();
 
     IPortalHost& m_host;
     CPortalParser m_portalParse;

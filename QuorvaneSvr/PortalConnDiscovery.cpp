@@ -3,13 +3,13 @@
 #include <utility>
 
 #include "CurlHttp.h"
-#include "EmptiedNumber.h"
 #include "HttpHelper.h"
 #include "HttpStatus.h"
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "PublishedValues.h"
 #include "RecordSettings.h"
 
 namespace {
@@ -160,7 +160,7 @@ int CPortalConn::RequestConfig(int report) {
         }
         return PortalResult::kFailure;
     }
-    PublishConfig();
+    PublishConfig(m_host, *m_pPortalConf);
     StoreConfig();
     StoreServerList();
     m_bSetAuthConf = 1;
@@ -182,24 +182,6 @@ bool CPortalConn::GoOnAfterFailedProbe(int failure, int report) {
     }
     m_nServerState = 0;
     return true;
-}
-
-void CPortalConn::PublishConfig() {
-    const CAuthConfig& record = *m_pPortalConf;
-    CInfoCenter& settings = *m_host.GetInfoCenter();
-    SendData("authType", EmptiedNumber(record.nAuthType));
-    SendData("authDefautType", EmptiedNumber(record.nDefaultAuth));
-    ForEachText(RecordGroup::kAccess, [&](const RecordText& parameter) {
-        settings.SetGlobalValue(parameter.name, record.*parameter.field);
-    });
-    ForEachText(RecordGroup::kSchool,
-                [&](const RecordText& school) { SendData(school.name, record.*school.field); });
-    for (const auto& [name, element] : record.funCfg) {
-        CAutoString escaped = element;
-        escaped.Replace("<", "&lt;");
-        escaped.Replace(">", "&gt;");
-        PublishValue("FUN_" + name, escaped, escaped);
-    }
 }
 
 void CPortalConn::StoreConfig() {

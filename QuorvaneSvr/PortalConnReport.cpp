@@ -1,6 +1,4 @@
 // The engine's state and the reports of its changes.
-#include <ctime>
-
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
@@ -10,10 +8,6 @@ namespace {
 constexpr char kExchangeErrorType[] = "HttpError";
 
 }  // namespace
-
-UINT CPortalConn::ProcessorSeconds() {
-    return static_cast<UINT>(clock() / CLOCKS_PER_SEC);
-}
 
 void CPortalConn::NetStateChange(ESTATE oldState, ESTATE newState, int code, CAutoString subCode) {
     CLog::GetInst()->WriteLog(INFO, "NetStateChange curState %d, oldState %d,newState %d,code %d,subCode %s",
