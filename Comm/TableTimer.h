@@ -83,5 +83,5 @@ class CTableTimer {
 
     // Not used by the service.
     // The handle of a thread, beside the one that m_threadObject keeps.
-    pthread_t m_thread = 0;
+    [[maybe_unused]] pthread_t m_thread = 0;
 };
