@@ -38,6 +38,7 @@ preset_for() {
         default) echo ci ;;
         asan) echo ci-asan ;;
         tsan) echo ci-tsan ;;
+        clang) echo ci-clang ;;
         *) echo "$1" ;;
     esac
 }
@@ -45,8 +46,7 @@ preset_for() {
 # build_folder_of PRESET
 build_folder_of() {
     case "$1" in
-        default | ci) echo build ;;
-        ci-*) echo "build-${1#ci-}" ;;
+        default) echo build ;;
         *) echo "build-$1" ;;
     esac
 }
