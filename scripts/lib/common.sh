@@ -3,6 +3,14 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
+readonly service_folders=(Comm QuorvaneSvr tools)  # what the service needs and what ships beside it
+
+# find_sources [FOLDER...]: the C and C++ files there, one a line; without an argument all of the project's.
+find_sources() {
+    [ $# -gt 0 ] || set -- "${service_folders[@]}" tests bench
+    find "$@" -name '*.h' -o -name '*.cpp' -o -name '*.c'
+}
+
 say() {
     printf '\n== %s\n' "$*"
 }
