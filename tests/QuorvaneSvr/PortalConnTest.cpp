@@ -110,7 +110,7 @@ TEST(Answers, ModuleThatCannotBeStoredTwiceEndsALogin) {
     EXPECT_EQ(portal.host.reports.back(), LoginFailed(150003));
 }
 
-TEST(Discovery, SchoolHeadersCountOnlyTogether) {
+TEST(PortalDiscovery, SchoolHeadersCountOnlyTogether) {
     Scenario scenario;
     scenario.area = "";
     PortalFixture portal(scenario);
@@ -119,7 +119,7 @@ TEST(Discovery, SchoolHeadersCountOnlyTogether) {
     EXPECT_EQ(portal.Record().domain, "");
 }
 
-TEST(Discovery, MovesThePortalPageToEveryServerOfTheClusterOnce) {
+TEST(PortalDiscovery, MovesThePortalPageToEveryServerOfTheClusterOnce) {
     PortalFixture portal({}, "<serverCluster>a.invalid,b.invalid</serverCluster>");
     // Every "a" of it would become a server's name.
     CAutoString hostile = ("http://a/index.cgi?" + std::string(8000, 'a')).c_str();
@@ -134,7 +134,7 @@ TEST(Discovery, MovesThePortalPageToEveryServerOfTheClusterOnce) {
     EXPECT_EQ(portal.engine.GetNewServerIP(url), 0);
 }
 
-TEST(Discovery, RecoversOnlyWithAMarker) {
+TEST(PortalDiscovery, RecoversOnlyWithAMarker) {
     EXPECT_EQ(PortalFixture().engine.DisasterRecovery(""), 0);
     PortalFixture marked({}, "<disasterUrl>Recovery.Example</disasterUrl>");
     EXPECT_EQ(marked.engine.DisasterRecovery("http://RECOVERY.example/"), 1);
@@ -173,7 +173,7 @@ TEST(Ticket, NeedsAnAddressAndAConfiguration) {
     EXPECT_EQ(portal.engine.RequestTicket(), 1);
 }
 
-TEST(Login, AccountNamesTakeTheFormThatThePortalWants) {
+TEST(PortalLogin, AccountNamesTakeTheFormThatThePortalWants) {
     const char* const kRows[][4] = {
         // type, value, before, after
         {"add-domain", "new", "user@old", "user@new"}, {"add-domain", "", "user", "user@school"},
