@@ -5,7 +5,6 @@
 
 #include "Log.h"
 #include "PortalFixture.h"
-#include "Recorder.h"
 #include "WaitUntil.h"
 
 using namespace portal_sim;
@@ -15,33 +14,28 @@ using testing::Not;
 
 namespace {
 
-struct LogFile {
-    LogFile() {
-        CLog::GetInst()->Create("", "log", "");
-        CLog::GetInst()->SetLevel(DEBUG);
-    }
-    ~LogFile() { CLog::GetInst()->CloseFile(); }
-};
-
 // Takes the place of the link to the front ends.
 struct Link : IServer {
     void RegisterBusiness(const char* /*name*/, IBusiness* /*business*/) override {}
-    void PostMessage(const char* text) override { sent.Add(text); }
+    void PostMessage(const char* text) override { sent.emplace_back(text); }
     CInfoCenter* GetInfoCenter() override { return nullptr; }
 
-    Recorder sent;
+    std::vector<std::string> sent;
 };
 
 // Before Start nothing runs: what is queued and armed till then is what the work thread and the timer find.
 class PortalServer : public testing::Test {
   protected:
-    PortalServer() { service.SetInfoCenter(CInfoCenter::GetInst()); }
+    PortalServer() {
+        CLog::GetInst()->Create("", "log", "");
+        CLog::GetInst()->SetLevel(DEBUG);
+        service.SetInfoCenter(CInfoCenter::GetInst());
+    }
 
     void Start() { service.Start("client", nothing); }
     std::string Log() { return portal.folder.Read("log"); }
 
     PortalFixture portal;
-    LogFile logFile;  // closed when the threads of the service have ended
     CXMLOpt nothing;
     CPortalServer service;
 };
@@ -94,7 +88,7 @@ TEST_F(PortalServer, ReportsAreWellFormedWhateverThePortalSays) {
     service.PostNetStateMessageEx(INetConn::ET_PORTAL, INetConn::ES_NONE, INetConn::ES_NONE, 1, "a&b",
                                   "]]>\t\xCA\xFD");
     EXPECT_THAT(
-        link.sent.All(),
+        link.sent,
         ElementsAre(HasSubstr("<subErrCode>&lt;&amp;amp; ></subErrCode>"),
                     HasSubstr("<subType>a&amp;b</subType><extern>]]&gt;\t\xCA\xFD</extern></P></M>")));
 }

@@ -4,36 +4,7 @@
 
 #include <filesystem>
 
-#include "NetHelper.h"
-
 using portal_sim::Scenario;
-
-int FakePortalHost::GetIpAndMac(CAutoString& address4, CAutoString& address6, CAutoString& mac, int& family) {
-    address4 = ip4;
-    address6 = "";
-    mac = "02-51-56-4e-00-02";
-    family = kIPv4Family;
-    return addressResult;
-}
-
-int FakePortalHost::SetDNS(CAutoString& dns1, CAutoString& dns2) {
-    return dnsResult != 0 ? dnsResult : CNetHelper().SetDNSServers(dns1, dns2);
-}
-
-void FakePortalHost::PostMsg(const char* target, const char* opcode, const char* param) {
-    messages.push_back(std::string(target) + " " + opcode + " " + param);
-}
-
-void FakePortalHost::PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState,
-                                         INetConn::ESTATE newState, int errorCode, CAutoString subErrCode) {
-    reports.push_back({oldState, newState, errorCode, subErrCode.GetText(), "", "", type});
-}
-
-void FakePortalHost::PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState,
-                                           INetConn::ESTATE newState, int errorCode, const char* subType,
-                                           const char* extra) {
-    reports.push_back({oldState, newState, errorCode, "", subType, extra, type});
-}
 
 PortalFixture::PortalFixture(Scenario scenario, const std::string& moreSettings) : sim(std::move(scenario)) {
     EXPECT_TRUE(sim.Start());

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "InfoCenter.h"
+#include "NetHelper.h"
 #include "PortalConn.h"
 #include "PortalStory.h"
 #include "TemporaryFolder.h"
@@ -12,16 +13,30 @@
 class FakePortalHost : public IPortalHost {
   public:
     CInfoCenter* GetInfoCenter() override { return CInfoCenter::GetInst(); }
-    int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) override;
+    int GetIpAndMac(CAutoString& address4, CAutoString& address6, CAutoString& mac, int& family) override {
+        address4 = ip4;
+        address6 = "";
+        mac = "02-51-56-4e-00-02";
+        family = kIPv4Family;
+        return addressResult;
+    }
     BOOL IsPortalEnv() override { return portalEnv; }
     void ChangeToUnknowEnv() override {}
     void DisConnect(CAutoString /*reason*/) override {}
-    int SetDNS(CAutoString& dns1, CAutoString& dns2) override;
-    void PostMsg(const char* target, const char* opcode, const char* param) override;
+    int SetDNS(CAutoString& dns1, CAutoString& dns2) override {
+        return dnsResult != 0 ? dnsResult : CNetHelper().SetDNSServers(dns1, dns2);
+    }
+    void PostMsg(const char* target, const char* opcode, const char* param) override {
+        messages.push_back(std::string(target) + " " + opcode + " " + param);
+    }
     void PostNetStateMessage(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
-                             int errorCode, CAutoString subErrCode) override;
+                             int errorCode, CAutoString subErrCode) override {
+        reports.push_back({oldState, newState, errorCode, subErrCode.GetText(), "", "", type});
+    }
     void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
-                               int errorCode, const char* subType, const char* extra) override;
+                               int errorCode, const char* subType, const char* extra) override {
+        reports.push_back({oldState, newState, errorCode, "", subType, extra, type});
+    }
 
     // What the host returns.
     int addressResult = 1;
