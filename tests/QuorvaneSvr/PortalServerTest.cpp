@@ -66,21 +66,6 @@ TEST_F(PortalServer, WatchOverAnUnknownNetworkOutlivesEveryOtherTask) {
     EXPECT_THAT(Log(), Not(HasSubstr("TerminalRequestData")));
 }
 
-TEST_F(PortalServer, NothingHappensWithoutAProtocolEngine) {
-    QuorvaneSvr::Task task;
-    task.tag = "<tag><type>1</type></tag>";
-    for (const auto handler :
-         {&CPortalServer::checkNet, &CPortalServer::checkUnknowNet, &CPortalServer::reqTicket,
-          &CPortalServer::reqState, &CPortalServer::auth, &CPortalServer::term, &CPortalServer::pluse,
-          &CPortalServer::checkWifi, &CPortalServer::termForWifi, &CPortalServer::TerminalRequestFun,
-          &CPortalServer::TerminalTermRequestFun, &CPortalServer::trafficStatistics}) {
-        (service.*handler)(task);
-    }
-    EXPECT_EQ(service.NetworkTrafficStatistics(LOGIN), -1);
-    EXPECT_EQ(Log(), "");
-    service.CheckUnknowNetState(true);  // its thread has ended when the business is destroyed
-}
-
 TEST_F(PortalServer, ReportsAreWellFormedWhateverThePortalSays) {
     Link link;
     service.InitService(&link);
