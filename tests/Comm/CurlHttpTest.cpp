@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -189,21 +190,6 @@ TEST(CurlHttp, HostileAddressesAreRefused) {
     ExpectFailure(data, "file:///etc/passwd", CURLE_UNSUPPORTED_PROTOCOL);
 }
 
-// A certificate that nobody vouches for, for no host, long out of date.
-bool UseWorthlessCertificate(SSL_CTX& context) {
-    EVP_PKEY* key = EVP_EC_gen("P-256");
-    X509* certificate = X509_new();
-    X509_gmtime_adj(X509_getm_notBefore(certificate), -1000000);
-    X509_gmtime_adj(X509_getm_notAfter(certificate), -1);
-    X509_set_pubkey(certificate, key);
-    X509_sign(certificate, key, EVP_sha256());
-    const bool isUsed =
-        SSL_CTX_use_certificate(&context, certificate) == 1 && SSL_CTX_use_PrivateKey(&context, key) == 1;
-    X509_free(certificate);
-    EVP_PKEY_free(key);
-    return isUsed;
-}
-
 int NoteProtocols(SSL*, const unsigned char**, unsigned char*, const unsigned char* offered,
                   unsigned int length, void* noted) {
     static_cast<std::string*>(noted)->assign(reinterpret_cast<const char*>(offered), length);
@@ -211,11 +197,16 @@ int NoteProtocols(SSL*, const unsigned char**, unsigned char*, const unsigned ch
 }
 
 TEST(CurlHttp, CertificatesAreNotChecked) {
+    // Nobody vouches for it, it names no host, and it is out of date.
+    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"), EVP_PKEY_free);
+    const std::unique_ptr<X509, decltype(&X509_free)> worthless(X509_new(), X509_free);
+    X509_gmtime_adj(X509_getm_notBefore(worthless.get()), -2);
+    X509_gmtime_adj(X509_getm_notAfter(worthless.get()), -1);
+    X509_set_pubkey(worthless.get(), key.get());
+    X509_sign(worthless.get(), key.get(), EVP_sha256());
+    httplib::SSLServer portal(worthless.get(), key.get());
     std::string offered;
-    httplib::SSLServer portal([&offered](SSL_CTX& context) {
-        SSL_CTX_set_alpn_select_cb(&context, NoteProtocols, &offered);
-        return UseWorthlessCertificate(context);
-    });
+    SSL_CTX_set_alpn_select_cb(portal.ssl_context(), NoteProtocols, &offered);
     portal.Get("/", [](const httplib::Request&, httplib::Response& answer) {
         answer.set_content("<response/>", "text/xml");
     });
