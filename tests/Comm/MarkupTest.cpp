@@ -111,21 +111,6 @@ TEST(MarkupText, IsReadAsItIsMeant) {
                  "&lt;&lt; &_ &amp;1 &apos;&quot;&gt;");
 }
 
-// Reading with the cursors is what PortalParser.ReadsAConfigurationOverAnEarlierOne does.
-TEST(MarkupWalk, NamesAreFoundInAnyCaseOnDemandAndOnlyForwards) {
-    CMarkup markup;
-    ASSERT_TRUE(markup.SetDoc(kConfig));
-    EXPECT_FALSE(markup.FindElem("CONFIG"));
-    markup.SetDocFlags(CMarkup::MDF_IGNORECASE);
-    ASSERT_TRUE(markup.FindElem("CONFIG") && markup.FindChildElem("server-Clusters"));
-    EXPECT_STREQ(markup.GetChildAttrib("Servers"), "1.2.3.4,5.6.7.8");
-    EXPECT_STREQ(markup.GetChildAttrib("server"), "");
-    EXPECT_FALSE(markup.FindChildElem("ticket-url"));
-    ASSERT_TRUE(markup.FindChildElem());
-    EXPECT_STREQ(markup.GetChildData(), "ab<&>c");
-    EXPECT_FALSE(markup.FindChildElem());
-}
-
 TEST(MarkupEdit, RepeatedInsertsComeOutInReverse) {
     CMarkup markup;
     ASSERT_TRUE(markup.SetDoc("<?xml version=\"1.0\"?><request></request>"));
@@ -140,15 +125,15 @@ TEST(MarkupEdit, RepeatedInsertsComeOutInReverse) {
 TEST(MarkupEdit, PutsElementsWhereTheCursorsStandAndLeavesTheTextAround) {
     CMarkup markup;
     EXPECT_FALSE(markup.SetData("x") || markup.AddChildElem("x") || markup.AddChildSubDoc("<x/>"));
-    ASSERT_TRUE(markup.SetDoc("<!--1--><r>\n <b x='1' />\n</r>\n<!--2-->"));
+    ASSERT_TRUE(markup.SetDoc("<!--1--><r>\n <b xy='2' x='1' />\n</r>\n<!--2-->"));
     EXPECT_FALSE(markup.AddChildElem("no name") || markup.AddChildSubDoc("<x/><y/>"));
     ASSERT_TRUE(markup.FindChildElem("b") && markup.InsertChildElem("n", "]]>", CMarkup::MNF_WITHCDATA));
     ASSERT_TRUE(markup.FindChildElem("b") && markup.IntoElem() && markup.AddChildElem("c", "3"));
     EXPECT_STREQ(markup.GetAttrib("x"), "1");
     EXPECT_TRUE(markup.AddElem("d") && markup.SetData(4));
-    EXPECT_STREQ(
-        markup.GetDoc(),
-        "<!--1--><r>\n <n><![CDATA[]]]]><![CDATA[>]]></n><b x='1' ><c>3</c></b><d>4</d>\n</r>\n<!--2-->");
+    EXPECT_STREQ(markup.GetDoc(),
+                 "<!--1--><r>\n <n><![CDATA[]]]]><![CDATA[>]]></n><b xy='2' x='1' "
+                 "><c>3</c></b><d>4</d>\n</r>\n<!--2-->");
     EXPECT_TRUE(markup.OutOfElem() && markup.AddElem("second"));
     EXPECT_FALSE(markup.IsWellFormed());
 }

@@ -130,12 +130,4 @@ TEST_F(PortalParser, AnswersBecomeGb18030UnlessTheyAreNotUtf8) {
     EXPECT_EQ(parser.DecodePostResponseData(Answer("\xf0\x9f\x98\x80")), "\x94\x39\xfc\x36");
 }
 
-TEST_F(PortalParser, EmptyFramesNeedNoPayload) {
-    CAutoMemory<char> frame;
-    unsigned char tags[2] = {};
-    EXPECT_EQ(parser.PackData(nullptr, 1, 2, &frame), 0);
-    EXPECT_EQ(parser.UnpackData(frame.m_p, frame.m_size, tags[0], tags[1], nullptr), 0);
-    EXPECT_EQ(tags[1], 2);
-}
-
 }  // namespace

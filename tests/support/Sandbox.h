@@ -9,11 +9,10 @@ inline bool InSandbox() {
     return getenv("QUORVANE_SANDBOX") != nullptr;
 }
 
-// The sandbox's only real link and the neighbour at its other end, which carries the default route.
+// The sandbox's only real link and the neighbour at its other end, over which the default route leads.
 constexpr char kSandboxLink[] = "campus0";
 constexpr char kSandboxMac[] = "02-51-56-4e-00-02";
 constexpr char kSandboxAddress[] = "192.0.2.10";
-constexpr char kSandboxPeerMac[] = "02:51:56:4e:00:01";
 constexpr char kSandboxPeerAddress[] = "192.0.2.1";
 
 inline bool Shell(const std::string& commands) {
