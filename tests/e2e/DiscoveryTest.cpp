@@ -11,16 +11,16 @@ class Discovery : public ServiceTest {};
 
 }  // namespace
 
-TEST_F(Discovery, ProbeThatFailsIsReported) {
-    const Answer huge = Answer::Module(std::string(kLargestPage + 1, 'x'));
-    StartService();
+TEST_F(Discovery, ProbeThatFailsIsReportedAndAFrontEndThatStartsAgainHasItRepeated) {
+    PortalAnswers(Endpoint::Probe, Answer::Module(std::string(kLargestPage + 1, 'x')));
     StartSession();
+    ExpectReport(GettingReadyFailed(StateCode::kDiscoveryFailed));
+    PortalAnswers(Endpoint::Probe, Answer::Status(500));
+    FrontEndAsks(ClientOperation::kCheckEnvironment);
+    ExpectReport(GettingReadyFailed(StateCode::kDiscoveryFailed));
+    FrontEndAsks(ClientOperation::kStart);
+    ExpectReport(Step(StateCode::kCheckStarted));
     ExpectReport(kReady);
-    for (const Answer& answer : {Answer::Status(500), huge}) {
-        PortalAnswers(Endpoint::Probe, answer);
-        FrontEndAsks(ClientOperation::kCheckEnvironment);
-        ExpectReport(GettingReadyFailed(StateCode::kDiscoveryFailed));
-    }
 }
 
 TEST_F(Discovery, MachineWithIpv6OnlyLogsInOverIt) {
@@ -29,7 +29,6 @@ TEST_F(Discovery, MachineWithIpv6OnlyLogsInOverIt) {
     portal.Stop();
     ASSERT_TRUE(portal.Start("::1"));
     WriteSettings("<redirectipv6>" + portal.ProbeUrl() + "</redirectipv6>");
-    StartService();
     StartSession();
     ExpectReport(GettingReadyFailed(StateCode::kNoAdapter));
     EXPECT_TRUE(Shell(
@@ -46,7 +45,6 @@ TEST_F(Discovery, MachineWithIpv6OnlyLogsInOverIt) {
 
 TEST_F(Discovery, OpenNetworkIsWatchedUntilAPortalAppears) {
     PortalIs([](Scenario& scenario) { scenario.portal = false; });
-    StartService();
     StartSession();
     ExpectReport(kUnknownNetwork);
     PortalAnswers(Endpoint::Ticket, kRedirect);  // means another one
@@ -61,7 +59,6 @@ TEST_F(Discovery, LoginOfAnEarlierRunIsLoggedOut) {
     WriteSettings("<connState>1</connState><ticket>T-earlier</ticket><termUrl>http://" + portal.Server() +
                   "/term</termUrl><schoolId>" + defaults.schoolId + "</schoolId><domain>" + defaults.domain +
                   "</domain><area>" + defaults.area + "</area>");
-    StartService();
     StartSession();
     EXPECT_EQ(ExpectRequest(Endpoint::Term).Element("reason"), LogoutReason::kRecordedLogin);
     ExpectReport(kUnknownNetwork);  // the check that follows finds no record any more
@@ -74,7 +71,6 @@ TEST_F(Discovery, TicketServerThatIsDownIsReplacedByTheCluster) {
     PortalIs([this](Scenario& scenario) { scenario.servers = portal.Server() + "," + portal.Server(); });
     const std::string dead = "127.0.0.2:" + std::to_string(portal.Port());
     PortalAnswers(Endpoint::Page, Answer::TicketAt(dead));
-    StartService();
     StartSession();
     ExpectReport(kReady);
     EXPECT_EQ(portal.Requests(Endpoint::Page).size(), 2u);
@@ -87,7 +83,6 @@ TEST_F(Discovery, RedirectsAreFollowedAsLongAsTheyCome) {
     wordy.headers["X"] = std::string(20000, 'x');
     PortalAnswers(Endpoint::Probe, wordy);
     PortalIs([](Scenario& scenario) { scenario.endlessRedirect = true; });
-    StartService();
     StartSession();
     ExpectRequest(Endpoint::Probe, kMany);
     PortalIs([](Scenario& scenario) { scenario.endlessRedirect = false; });

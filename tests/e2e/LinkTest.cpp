@@ -34,17 +34,6 @@ const StateReport kPresentState = {INetConn::ES_NONE, INetConn::ES_PRECONNECTED,
 
 }  // namespace
 
-TEST_F(Link, SecondStartBeforeTheLoginChecksTheNetworkAnew) {
-    portal.Stop();
-    StartService();
-    StartSession();
-    ExpectReport(GettingReadyFailed(StateCode::kDiscoveryFailed));
-    ASSERT_TRUE(portal.Start("127.0.0.1", portal.Port()));
-    FrontEndAsks(ClientOperation::kStart);
-    ExpectReport(Step(StateCode::kCheckStarted));
-    ExpectReport(kReady);
-}
-
 TEST_F(Link, LoginSurvivesAFrontEndThatDiesAndReturns) {
     PortalIs([](Scenario& scenario) { scenario.pulseSeconds = 1; });
     LogIn();

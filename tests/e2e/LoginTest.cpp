@@ -117,7 +117,6 @@ TEST_F(Login, RefusedTelephoneNumberCanBeTriedAgainWithAFreshTicket) {
 TEST_F(Login, NewModuleIsUsedFromTheNextRequestOn) {
     PutModule("second.zxm", "sample-2.zxm");
     PortalAnswers(Endpoint::Ticket, Answer::Module(folder.Read("second.zxm")));
-    StartService();
     StartSession();
     ExpectReport(Step(StateCode::kAlgorithmUpdateStarted));
     ExpectReport(Step(StateCode::kAlgorithmUpdated));

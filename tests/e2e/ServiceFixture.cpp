@@ -97,13 +97,13 @@ void ServiceTest::AttachFrontEnd() {
 }
 
 void ServiceTest::StartSession() {
+    StartService();
     FrontEndAsks(ClientOperation::kStart);
     ExpectMessage(ClientReport::kStartComplete);
     FrontEndAsks(ClientOperation::kCheckEnvironment);
 }
 
 void ServiceTest::GetReady() {
-    StartService();
     StartSession();
     ExpectReport(kReady);
 }

@@ -57,7 +57,7 @@ class ServiceTest : public testing::Test {
     void DetachFrontEnd() { frontEnd.reset(); }
 
     void FrontEndAsks(const char* operation) { EXPECT_TRUE(frontEnd->Send(operation)); }
-    // From the start of the front end to the ticket.
+    // With a front end that asks for a check of the network, and on to the ticket.
     void StartSession();
     void GetReady();
     void AskForLogin(const std::string& account, const std::string& password) {
