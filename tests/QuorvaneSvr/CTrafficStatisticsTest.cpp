@@ -12,19 +12,19 @@ TEST(TrafficStatistics, OnlyACompleteSessionIsReported) {
     SKIP_OUTSIDE_SANDBOX();
     LocalHttpServer server({HttpAnswer("200 OK", "", ""), HttpAnswer("503 Service Unavailable", "", "")});
     const std::string there = server.Url("/stats");
-    const char* url = there.c_str();
-    const auto unknown = static_cast<tag_STATISTICS_TYPE>(3);
     CTrafficStatistics statistics;
-    EXPECT_NE(statistics.NetworkTrafficStatistics(url, "user", "1", "192.0.2.10", "", TIMING), 0)
-        << "no login, hence no start time";
-    ASSERT_EQ(statistics.NetworkTrafficStatistics(url, "user", "1", "192.0.2.10", "", LOGIN), 0);
-    EXPECT_NE(statistics.NetworkTrafficStatistics(url, "user", "1", "192.0.2.10", "", unknown), 0);
-    EXPECT_NE(statistics.NetworkTrafficStatistics(url, "", "1", "192.0.2.10", "", TIMING), 0);
-    EXPECT_NE(statistics.NetworkTrafficStatistics(url, "user", "1", nullptr, "", LOGOUT), 0);
-    EXPECT_EQ(statistics.NetworkTrafficStatistics("", "user", "1", "192.0.2.10", "", TIMING), -1);
+    const auto report = [&](tag_STATISTICS_TYPE type, const char* user = "user",
+                            const char* ip = "192.0.2.10") {
+        return statistics.NetworkTrafficStatistics(there.c_str(), user, nullptr, ip, nullptr, type);
+    };
+    EXPECT_NE(report(TIMING), 0) << "no login, hence no start time";
+    ASSERT_EQ(report(LOGIN), 0);
+    EXPECT_NE(report(static_cast<tag_STATISTICS_TYPE>(3)), 0);
+    EXPECT_NE(report(TIMING, ""), 0);
+    EXPECT_NE(report(LOGOUT, "user", nullptr), 0);
     EXPECT_TRUE(server.Requests().empty());
-    EXPECT_EQ(statistics.NetworkTrafficStatistics(url, "user", nullptr, "192.0.2.10", nullptr, TIMING), 0);
-    EXPECT_EQ(statistics.NetworkTrafficStatistics(url, "user", "1", "192.0.2.10", "", LOGOUT), -3);
+    EXPECT_EQ(report(TIMING), 0);
+    EXPECT_EQ(report(LOGOUT), -3);
 }
 
 TEST(TrafficReport, KilobytesHaveThreeDecimalsAndSixDigits) {
