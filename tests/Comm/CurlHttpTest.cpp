@@ -17,7 +17,6 @@
 #include <tuple>
 
 #include "LocalHttpServer.h"
-#include "TemporaryFolder.h"
 #include "WaitUntil.h"
 
 namespace {
@@ -25,7 +24,6 @@ namespace {
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 // Performs a GET of `url`, without following redirects as the probes do unless told.
@@ -220,23 +218,6 @@ TEST(CurlHttp, CertificatesAreNotChecked) {
     EXPECT_STREQ(data.RespData(), "<response/>");
     // With HTTP/2 its headers would have come in lower case.
     EXPECT_EQ(offered, "\x08http/1.1");
-}
-
-TEST(CurlHttp, DownloadGoesOnWhereItBrokeOff) {
-    constexpr char kFile[] = "package.bin";
-    TemporaryFolder folder;
-    const std::string whole("a\0cdef", 6);
-    const std::string answer = HttpAnswer("200 OK", "", whole);
-    LocalHttpServer server({answer.substr(0, answer.size() - 3),
-                            HttpAnswer("206 Partial Content", "Content-Range: bytes 3-5/6\r\n", "def")});
-    const std::string url = server.Url("/p");
-    EXPECT_EQ(CCurlHttp().downLoad(url.c_str(), kFile), 0);
-    EXPECT_EQ(folder.Read(kFile), whole.substr(0, 3));
-    CHttpData data(true);
-    data.szUrl = url.c_str();
-    EXPECT_EQ(CCurlHttp().downLoad(&data, kFile), 1);
-    EXPECT_EQ(folder.Read(kFile), whole);
-    EXPECT_THAT(server.Requests(), ElementsAre(Not(HasSubstr("Range:")), HasSubstr("Range: bytes=3-")));
 }
 
 }  // namespace
