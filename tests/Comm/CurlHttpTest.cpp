@@ -84,26 +84,6 @@ TEST(CurlHttp, AnswersDecideTheResult) {
     EXPECT_EQ(CCurlHttp().Perform(&data), CCurlHttp::kNoUrl);
 }
 
-TEST(CurlHttp, VerbAndBodyAreSent) {
-    const std::tuple<const char*, const char*, const char*, uint64_t, std::string> rows[] = {
-        {"up to its first NUL", "POST", "ab\0cd", CHttpData::kUntilNul, "POST / ab"},
-        {"by length", "post", "ab\0cd", 5, std::string("POST / ab\0cd", 12)},
-        {"none, though a length is given", "POST", nullptr, 5, "POST / "},
-    };
-    LocalHttpServer server({HttpAnswer("200 OK", "", "")});
-    for (const auto& [what, verb, body, length, sent] : rows) {
-        SCOPED_TRACE(what);
-        CHttpData data(true);
-        data.szVerb = verb;
-        data.szPostData = body;
-        data.dwPostDataLen = length;
-        ASSERT_EQ(Get(data, server.Url("/")), CCurlHttp::kDone);
-        const std::string request = server.Requests().back();
-        const size_t headEnd = request.find("\r\n\r\n") + 4;
-        EXPECT_EQ(request.substr(0, request.find("HTTP")) + request.substr(headEnd), sent);
-    }
-}
-
 TEST(CurlHttp, TimeOutIsInSeconds) {
     LocalHttpServer silent([](int socket) {
         char nothing = 0;
