@@ -57,11 +57,6 @@ class PushedServers : public ResolverFileTest {
     bool Names(const std::string& server) {
         return ("\n" + Content()).find("\n" + (kServer + server) + "\n") != std::string::npos;
     }
-    int WriteServers(CAutoString& dns1, CAutoString& dns2) {
-        m_recordWhileWriting = folder.Read(kRecord);
-        return m_failure != 0 ? m_failure : CNetHelper().SetDNSServers(dns1, dns2);
-    }
-
     void FileIs(unsigned long flags) {
         EXPECT_EQ(mount(nullptr, CNetHelper::kResolverFile, nullptr, MS_REMOUNT | MS_BIND | flags, nullptr),
                   0);
@@ -92,7 +87,8 @@ class PushedServers : public ResolverFileTest {
     int m_failure = 0;
     std::string m_recordWhileWriting;
     CPushedServers::Writer m_write = [this](CAutoString& dns1, CAutoString& dns2) {
-        return WriteServers(dns1, dns2);
+        m_recordWhileWriting = folder.Read(kRecord);
+        return m_failure != 0 ? m_failure : CNetHelper().SetDNSServers(dns1, dns2);
     };
 };
 
@@ -216,36 +212,34 @@ TEST_F(PushedServers, FileThatCannotBeWrittenIsGivenBackTheNextTime) {
 }
 
 TEST_F(PushedServers, BelongToTheirSession) {
-    Scenario scenario;
-    scenario.dns1 = kFirst;
     FileHolds(kFiles[2]);
-    PortalFixture portal(scenario);
-    portal.LogIn();
-    EXPECT_TRUE(Names(kFirst));
-    const auto change = [&](const char* server) {
+    PortalFixture portal;
+    const auto portalPushes = [&](const std::string& server) {
         portal.sim.Change([&](Scenario& now) { now.dns1 = server; });
     };
-    change("");
+    const auto logIn = [&](const std::string& server) {
+        portalPushes(server);
+        portal.LogIn();
+        EXPECT_EQ(Names(kFirst), server == kFirst);
+        EXPECT_EQ(Names(kThird), server == kThird);
+    };
+    logIn(kFirst);
+    portalPushes("");
     ASSERT_EQ(portal.engine.CheckConnectState(1), 1);
     EXPECT_TRUE(Names(kFirst)) << "an answer of the state check without servers changes nothing";
-    change(kThird);
-    portal.LogIn();
-    EXPECT_TRUE(Names(kThird));
-    EXPECT_FALSE(Names(kFirst));
-    change("");
-    portal.LogIn();
+    logIn(kThird);
+    logIn("");
     EXPECT_EQ(Content(), kFiles[2]) << "a login without servers gives the file back";
-    change(kFirst);
-    portal.LogIn();
+    logIn(kFirst);
     ASSERT_EQ(portal.engine.DisConnect("1"), 1);
     EXPECT_EQ(Content(), kFiles[2]);
     EXPECT_TRUE(portal.Record().m_strDNS.IsEmpty()) << "or a state check would push them again";
 
-    portal.LogIn();
+    logIn(kFirst);
     portal.sim.AnswerNext(Endpoint::State, Answer::Error(PortalError::kLoginEnded));
     EXPECT_EQ(portal.engine.CheckConnectState(1), PortalResult::kLoginEnded);
     EXPECT_EQ(Content(), kFiles[2]) << "the portal no longer knows the login";
-    portal.LogIn();
+    logIn(kFirst);
     portal.sim.Stop();
     EXPECT_EQ(portal.engine.DisConnect("1"), PortalResult::kFailure);
     EXPECT_TRUE(Names(kFirst)) << "pulses go on";
@@ -254,17 +248,16 @@ TEST_F(PushedServers, BelongToTheirSession) {
 }
 
 TEST_F(PushedServers, OnlyALackOfRightsFailsTheLogin) {
-    for (const int error : {EACCES, ENOENT}) {
-        SCOPED_TRACE(error);
-        Scenario scenario;
-        scenario.dns1 = kFirst;
-        FileHolds(kFiles[0]);
-        PortalFixture portal(scenario);
+    Scenario scenario;
+    scenario.dns1 = kFirst;
+    FileHolds(kFiles[0]);
+    PortalFixture portal(scenario);
+    const CAutoString login = PortalFixture::LoginEnvelope(scenario.account, scenario.password);
+    for (const auto& [error, result, code] :
+         {std::tuple(EACCES, -1, StateCode::kDnsNotApplied), std::tuple(ENOENT, 1, StateCode::kSuccess)}) {
         portal.GetReady();
         portal.host.dnsResult = error;
-        const CAutoString login = PortalFixture::LoginEnvelope(scenario.account, scenario.password);
-        EXPECT_EQ(portal.engine.Connect(login), error == EACCES ? -1 : 1);
-        EXPECT_EQ(portal.host.reports.back().code,
-                  error == EACCES ? StateCode::kDnsNotApplied : StateCode::kSuccess);
+        EXPECT_EQ(portal.engine.Connect(login), result);
+        EXPECT_EQ(portal.host.reports.back().code, code);
     }
 }
