@@ -126,4 +126,6 @@ TEST_F(Host, UsersResolverFileComesBackHoweverTheLoginEnds) {
     EXPECT_THAT(folder.Read(kResolverFile), HasSubstr("198.51.100.21"));
     LogOut("1");
     EXPECT_EQ(folder.Read(kResolverFile), before) << "and not what the killed one left";
+    const std::vector<Request> logins = portal.Requests(Endpoint::Login);
+    EXPECT_EQ(logins.front().Element("client-id"), logins.back().Element("client-id")) << "one client";
 }
