@@ -1,10 +1,7 @@
 // Front ends that come and go, and what they ask for besides the login.
-#include <fcntl.h>
-
-#include <filesystem>
 #include <fstream>
-#include <set>
 
+#include "RunProgram.h"
 #include "ServiceFixture.h"
 
 using testing::AllOf;
@@ -14,21 +11,6 @@ using testing::Not;
 namespace {
 
 class Link : public ServiceTest {};
-
-// The descriptors that a command run by the process would get.
-std::set<std::string> InheritedDescriptorsOf(pid_t process) {
-    std::set<std::string> inherited;
-    for (const auto& entry :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fdinfo")) {
-        std::string name;
-        unsigned long flags = O_CLOEXEC;
-        std::ifstream(entry.path()) >> name >> flags >> name >> std::oct >> flags;
-        if ((flags & O_CLOEXEC) == 0) {
-            inherited.insert(entry.path().filename());
-        }
-    }
-    return inherited;
-}
 
 const StateReport kPresentState = {INetConn::ES_NONE, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
 
@@ -71,10 +53,13 @@ TEST_F(Link, TerminalsAreListedAndLoggedOut) {
 
 TEST_F(Link, CommandsThatTheServiceRunsGetNothingOfIts) {
     LogIn();
-    // libcurl has a pair of its own while a request runs.
-    const std::set<std::string> standardStreams = {"0", "1", "2"};
-    EXPECT_TRUE(WaitUntil([&] { return InheritedDescriptorsOf(service->Pid()) == standardStreams; }, kSoon))
-        << testing::PrintToString(InheritedDescriptorsOf(service->Pid()));
+    // The files without O_CLOEXEC in their flags. libcurl has a pair of its own while a request runs.
+    const std::string search =
+        "cd /proc/" + std::to_string(service->Pid()) + "/fdinfo && grep -L '^flags:.02......$' *";
+    std::string inherited;
+    EXPECT_TRUE(
+        WaitUntil([&] { return RunProgram(search, inherited) == 0 && inherited == "0\n1\n2\n"; }, kSoon))
+        << inherited;
 }
 
 TEST_F(Link, MessagesThatNobodyUnderstandsAreDropped) {
