@@ -19,9 +19,8 @@ char* Copy(const std::string& text) {
 void Follow(CAutoString address) {
     CHttpHelper helper;
     CAutoString host;
-    CAutoString port;
     (void)helper.SetAddress(address);  // any address will do, as long as it is read without fault
-    if (CHttpHelper::ParseIP(address, host, port) == 1 && host.GetLength() > address.GetLength()) {
+    if (CHttpHelper::ParseIP(address, host) == 1 && host.GetLength() > address.GetLength()) {
         abort();
     }
     CCurlHttp::PretreatUrl(address);
