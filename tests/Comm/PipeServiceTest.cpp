@@ -15,6 +15,7 @@
 
 #include "Recorder.h"
 #include "TemporaryFolder.h"
+#include "guard.h"
 
 using testing::AllOf;
 using testing::Ge;
@@ -43,6 +44,10 @@ class Service : public CPipeService {
         const int folder = open(".", O_RDONLY);
         dup2(folder, m_fdClient);
         close(folder);
+    }
+    int Threads() {
+        CLockGuard<GLockObj> guard(m_msgLock);
+        return m_threadCount;
     }
 };
 
@@ -120,6 +125,8 @@ TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
         ASSERT_TRUE(m_callback.received.Await(expected.size()));
         EXPECT_EQ(m_callback.received.All(), expected);
     }
+    m_service.StartMsgEngine();
+    EXPECT_EQ(m_service.Threads(), 1) << "two would mix up the order";
 }
 
 TEST_F(PipeService, AFloodHasToWaitForItsHandler) {
