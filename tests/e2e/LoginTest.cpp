@@ -36,14 +36,11 @@ TEST_F(Login, ConsoleClientLogsInAndEndsWithTheLogin) {
     EXPECT_EQ(portal.Requests(Endpoint::Login).size(), 1u);
 }
 
-TEST_F(Login, ConsoleClientTellsWhyTheLoginFailed) {
+TEST_F(Login, ConsoleClientTellsWhatFailedAndEnds) {
     PortalIs([](Scenario& scenario) { scenario.wrongPasswordHeaders["Sub-Error"] = "1\1771"; });
     StartServiceWithAccount(defaults.account, "not it");
     ExpectOutput("login fail, the error is 140105, subcode is 1?1\n");
     ExpectExit(0);
-}
-
-TEST_F(Login, ConsoleClientTellsThatThereIsNoPortal) {
     portal.Stop();
     StartServiceWithAccount(defaults.account, defaults.password);
     ExpectOutput("Init environment fail,Please restart the program,the error is 20010207, subcode is \n");

@@ -15,10 +15,6 @@ constexpr auto kMorePatience = std::chrono::milliseconds(310);
 
 }  // namespace
 
-StateReport Step(int code) {
-    return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING, code};
-}
-
 std::optional<StateReport> StateIn(const Report& message) {
     if (!message.IsState()) {
         return std::nullopt;
@@ -37,11 +33,6 @@ ServiceTest::ServiceTest() {
     EXPECT_TRUE(portal.Start());
     WriteSettings("");
     PutModule("zxmAlogic.zxm", "sample-1.zxm");
-}
-
-ServiceTest::~ServiceTest() {
-    frontEnd.reset();
-    service.reset();
 }
 
 void ServiceTest::SetUp() {

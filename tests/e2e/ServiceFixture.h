@@ -25,7 +25,9 @@ const StateReport kReady = {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTE
 const StateReport kUnknownNetwork = {INetConn::ES_CONNECTING, INetConn::ES_CONNECTED, 0, "", "", "",
                                      INetConn::ET_UNKNOWN};
 // A step on the way to a login.
-StateReport Step(int code);
+inline StateReport Step(int code) {
+    return {INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTING, code};
+}
 // The state in the message; nothing when it is another message.
 std::optional<StateReport> StateIn(const Report& message);
 
@@ -37,7 +39,6 @@ constexpr auto kSoon = std::chrono::seconds(20);
 class ServiceTest : public testing::Test {
   protected:
     ServiceTest();
-    ~ServiceTest() override;
     void SetUp() override;
     void TearDown() override;
 
