@@ -5,8 +5,6 @@
 #include "ServiceFixture.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
