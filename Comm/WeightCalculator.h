@@ -5,9 +5,8 @@
 #include <vector>
 
 // The equal servers of a portal, of which each client chooses one by the hash of its own address. So a client
-// keeps its server while the list stays, and the clients spread over the list. Whoever finds a server dead
-// removes it and chooses again. Not synchronised: whoever looks after the servers guards it with
-// his own lock.
+// keeps its server while the list stays, and the clients spread over the list. A chosen server is removed
+// by its owner, so that the next choice is another one. Not synchronised: the owner has a lock.
 class HashBalance {
   public:
     int Size() const { return static_cast<int>(serverMap.size()); }

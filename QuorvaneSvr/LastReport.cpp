@@ -2,13 +2,6 @@
 
 #include "guard.h"
 
-namespace {
-
-constexpr int kPlainReport = 0;
-constexpr int kExtendedReport = 1;
-
-}  // namespace
-
 void CLastReport::Take(INetConn::ESTATE oldState, INetConn::ESTATE newState, int code,
                        const CAutoString& subCode) {
     const CLockGuard<GLockObj> guard(m_lock);

@@ -18,12 +18,16 @@ class CLastReport {
     void Repeat(IPortalHost& host);
 
   private:
+    static constexpr int kNoReport = -1;
+    static constexpr int kPlainReport = 0;
+    static constexpr int kExtendedReport = 1;
+
     MutexLock m_lock;  // guards the fields below
     INetConn::ESTATE m_lastState = INetConn::ES_NONE;
     INetConn::ESTATE m_lastOldState = INetConn::ES_NONE;
     int m_lastErrorcode = 0;
     CAutoString m_lastSubErrCode;
-    int m_lastErrType = -1;  // -1 nothing reported yet, 0 a plain report, 1 an extended one
+    int m_lastErrType = kNoReport;
     CAutoString m_lastSubType;
     CAutoString m_lastExtern;
 };

@@ -19,8 +19,8 @@
 // Operations that ask the portal block until it has answered and belong to one thread at a time: the work
 // thread, and whoever shuts the business down after it has ended. Init comes before it starts. The message
 // thread may call GetNetState (it sees the state of a moment ago), ReloadServerLists and
-// PostLastNetStateMessage at any time. Each stage has a source of its own, PortalConnDiscovery to
-// PortalConnReport.
+// PostLastNetStateMessage at any time. Each stage has a source of its own, PortalConnDiscovery
+// to PortalConnRequest.
 class CPortalConn : public INetConn {
   public:
     CPortalConn();

@@ -36,7 +36,7 @@ bool CPortalConn::IsServerUsable() {
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorFinal, "");
         return false;
     }
-    if (m_nServerState == 0) {  // not after a recovery, which sets it to 1
+    if (m_nServerState == 0) {  // on one thread never: a recovery has set it to 1
         NetStateChange(ES_PRECONNECTING, ES_PRECONNECTFAIL, StateCode::kServerErrorRecovering, "");
         return false;
     }

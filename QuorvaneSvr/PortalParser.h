@@ -83,8 +83,8 @@ struct CAuthConfig {
 
     int m_afType = 0;  // address family of the active adapter
 
-    // Server lists of the cluster, per address family and as the last configuration brought it. What is left
-    // to choose from belongs to CServerCluster.
+    // Server lists of the cluster, per address family and as the last configuration brought it.
+    // CServerCluster chooses from lists of its own: a change here changes nothing there.
     CAutoString m_strServersIPv4;
     CAutoString m_strServersIPv6;
     CAutoString m_strServers;

@@ -94,6 +94,7 @@ void CPortalServer::Start(const char* /*source*/, CXMLOpt& /*document*/) {
         TellState();
         return;
     }
+    // Whole before another thread sees it.
     auto engine = std::make_unique<CPortalConn>(*this);
     (void)engine->Init();  // a module loader that does not start leaves the fallback text
     m_pPortalConn = engine.release();
@@ -173,4 +174,5 @@ void CPortalServer::ServerStatus(int /*code*/) {
     m_pPortalConn->Destroy();
     delete m_pPortalConn;
     m_pPortalConn = nullptr;
+    m_statisticsSettings.Forget();
 }

@@ -78,12 +78,12 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) override;
     void ChangeToUnknowEnv() override;
     // Log-out through the statistics: the final report first, then the log-out. Schedules nothing when the
-    // portal asked for no statistics.
+    // portal asked for no statistics. Any thread.
     void DisConnect(CAutoString src) override;
 
     // Schedules a statistics report; `next` is the reason of the log-out that follows a final one. 0, or -1
-    // when the portal asked for none. A login takes the portal's settings first, and belongs to the work
-    // thread; any thread may ask for the others.
+    // without an engine and when the portal asked for none. A login takes the portal's settings first, and
+    // belongs to the work thread; any thread may ask for the others.
     int NetworkTraffic(tag_STATISTICS_TYPE type, const CAutoString& next);
     // Takes the baseline or sends the report (work thread). Results as in CTrafficStatistics.
     int NetworkTrafficStatistics(tag_STATISTICS_TYPE type);
@@ -115,7 +115,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     // every five minutes until it finds one or is stopped. No other thread may be using the protocol engine.
     void CheckUnknowNetState(bool start);
     static void* CheckUnknowNetStateThread(void* server);
-    // The addresses, noting their family in the engine's record.
+    // The addresses, noting their family in the engine's record, on whose thread it belongs.
     int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac);
     // The queries of the machine's adapters.
     CAdapterCard* GetNetHelper() { return m_pNetHelper.get(); }

@@ -8,16 +8,17 @@ class CInfoCenter;
 // The settings that keep a field of the record from one run to the next. A start reads all of them; a group
 // is saved when the portal has just told it.
 enum class RecordGroup {
-    kSchool,   // the school network, as the heads of the portal's redirects name it
+    kSchool,   // the school network, as the heads of the answers to the probes name it
     kAccess,   // this client and its access controller, as a redirect's query names them
     kConfig,   // from the configuration document
     kTicket,   // from the answer to a ticket request
     kLogin,    // from the answer to a login or a state check
     kCluster,  // saved by CServerCluster
-    kByHand,   // never saved: for whom the portal's pulse interval does not suit
+    kByHand,   // never saved: for those whom the portal's pulse interval does not suit
 };
 
-// One row for each setting; a new one is a new row.
+// One row for each setting; a new one is a new row. Within a group the order is that of the file, and the one
+// in which front ends are told.
 struct SavedText {
     RecordGroup group;
     RecordText row;

@@ -25,13 +25,13 @@ void LoadEmpty(HashBalance& balance, const CAutoString& servers) {
 
 void CServerCluster::SetKnown(const CAutoString& servers, const CAutoString& serversIPv6) {
     const CLockGuard<GLockObj> guard(m_lock);
-    m_servers = servers;
+    m_serversIPv4 = servers;
     m_serversIPv6 = serversIPv6;
 }
 
 void CServerCluster::Reload() {
     const CLockGuard<GLockObj> guard(m_lock);
-    LoadEmpty(m_hashBalance4, m_servers);
+    LoadEmpty(m_hashBalance4, m_serversIPv4);
     LoadEmpty(m_hashBalance6, m_serversIPv6);
 }
 
@@ -61,7 +61,7 @@ bool CServerCluster::MoveToNext(CAutoString& url, bool isIPv6, const CAutoString
 
 void CServerCluster::Store(CInfoCenter& settings, bool isIPv6, const CAutoString& servers) {
     const CLockGuard<GLockObj> guard(m_lock);
-    CAutoString& known = isIPv6 ? m_serversIPv6 : m_servers;
+    CAutoString& known = isIPv6 ? m_serversIPv6 : m_serversIPv4;
     settings.SetLocalValue(isIPv6 ? SettingsKey::kServersIPv6 : SettingsKey::kServers, known);
     if (servers == known) {
         return;

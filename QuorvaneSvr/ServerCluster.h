@@ -15,8 +15,9 @@ class CServerCluster {
     void SetKnown(const CAutoString& servers, const CAutoString& serversIPv6);
     // Gives a family that has no server left to choose its whole list again.
     void Reload();
-    // Replaces the host of `url` by the next server for the address `client` of this client: each client has
-    // its own first choice, which spreads the load. False, with `url` as it was, when there is none.
+    // Replaces the host of `url`, wherever its address occurs, by the next server for the address `client` of
+    // this client: each client has its own first choice, which spreads the load. False, with `url` as it was,
+    // when there is none.
     bool MoveToNext(CAutoString& url, bool isIPv6, const CAutoString& client);
     // Takes the list `servers` of a configuration. The settings get the one that was known before; a new one
     // reaches them the next time.
@@ -24,7 +25,7 @@ class CServerCluster {
 
   private:
     MutexLock m_lock;  // guards the fields below
-    CAutoString m_servers;
+    CAutoString m_serversIPv4;
     CAutoString m_serversIPv6;
     HashBalance m_hashBalance4;
     HashBalance m_hashBalance6;

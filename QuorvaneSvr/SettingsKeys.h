@@ -1,7 +1,7 @@
 #pragma once
 
-// Keys of the settings file that the program itself uses. Those that fill a field of a connection's record
-// are named where they are read and saved, in the rows of RecordSettings.h.
+// Keys of the settings, and of values of the run, that more than one unit or the program itself uses. Others
+// fill a field of a connection's record and are named in the rows of RecordSettings.h.
 namespace SettingsKey {
 inline constexpr char kProcessId[] = "PID";
 // The identity of this client; under the same keys also values of the run.

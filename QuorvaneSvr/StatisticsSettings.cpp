@@ -34,6 +34,11 @@ void CStatisticsSettings::Take(const std::map<CAutoString, CAutoString>& functio
     }
 }
 
+void CStatisticsSettings::Forget() {
+    const CLockGuard<GLockObj> guard(m_lock);
+    m_values = {};
+}
+
 CStatisticsSettings::Values CStatisticsSettings::Get() {
     const CLockGuard<GLockObj> guard(m_lock);
     return m_values;

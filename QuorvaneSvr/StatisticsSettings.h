@@ -19,6 +19,8 @@ class CStatisticsSettings {
     // with one that is not enabled, no reports are wanted; an interval that cannot be read leaves the one
     // before.
     void Take(const std::map<CAutoString, CAutoString>& functions);
+    // At the end of the engine whose portal told them: the next one begins without.
+    void Forget();
     Values Get();
 
   private:
