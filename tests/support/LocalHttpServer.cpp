@@ -88,6 +88,6 @@ bool LocalHttpServer::Send(int socket, const std::string& bytes) {
 }
 
 std::string HttpAnswer(const std::string& status, const std::string& headerLines, const std::string& body) {
-    return "HTTP/1.1 " + status + "\r\n" + headerLines + "Content-Length: " + std::to_string(body.size()) +
-           kHeadEnd + body;
+    return "HTTP/1.1 " + status + "\r\n" + headerLines +
+           "Connection: close\r\nContent-Length: " + std::to_string(body.size()) + kHeadEnd + body;
 }

@@ -40,5 +40,7 @@ class LocalHttpServer {
     std::thread m_thread;
 };
 
-// A complete answer with the status line's rest ("200 OK"), further header lines and a body.
+// A complete answer with the status line's rest ("200 OK"), further header lines and a body. It announces
+// that the server closes: a client that follows a redirect could send the next request into the closing
+// connection.
 std::string HttpAnswer(const std::string& status, const std::string& headerLines, const std::string& body);
