@@ -12,9 +12,12 @@ constexpr unsigned int kEndPollMs = 1;  // the thread leaves within microseconds
 
 }  // namespace
 
+bool CMsgEngine::m_bWaiting = false;
+
 void CMsgEngine::AddMessage(CAutoString message) {
     CLockGuard<GLockObj> guard(m_msgLock);
     m_MsgQueue.push_back(message);
+    m_changed.WakeOne();
 }
 
 void CMsgEngine::StartMsgEngine() {
@@ -45,17 +48,34 @@ void* CMsgEngine::DealMessageThread(void* engine) {
 bool CMsgEngine::GetMessage(CAutoString& out) {
     while (ReadRelaxed(m_Running)) {
         CLockGuard<GLockObj> guard(m_msgLock);
-        if (!m_MsgQueue.empty()) {
-            out = m_MsgQueue.front();
-            m_MsgQueue.pop_front();
+        if (TakeFirst(out)) {
             return true;
         }
+        AwaitChange();
     }
     return false;
 }
 
+bool CMsgEngine::TakeFirst(CAutoString& out) {
+    if (m_MsgQueue.empty()) {
+        return false;
+    }
+    out = m_MsgQueue.front();
+    m_MsgQueue.pop_front();
+    return true;
+}
+
+// The lock is held since the look at the queue. The engine may have been stopped while it was awaited.
+void CMsgEngine::AwaitChange() {
+    if (m_bWaiting && ReadRelaxed(m_Running)) {
+        m_changed.Wait(m_msgLock);
+    }
+}
+
 void CMsgEngine::StopMsgEngine() {
+    CLockGuard<GLockObj> guard(m_msgLock);
     WriteRelaxed(m_Running, false);
+    m_changed.WakeAll();
 }
 
 void CMsgEngine::WaitMsgEngineEnd() {

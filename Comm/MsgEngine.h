@@ -9,13 +9,18 @@
 // may be added from any thread at any time; those that wait while the engine is stopped are handled after its
 // next start. An engine may be started and stopped from any one thread at a time.
 //
-// The thread polls without a pause: a running engine costs one busy processor core and takes each message at
-// once. The exchange with the front end is timed by that.
+// By itself the thread polls without a pause: a running engine costs one busy processor core and takes each
+// message at once. Set to wait, it costs nothing while there is no message, and takes the next one within a
+// millisecond. Everything else is the same.
 class CMsgEngine {
   public:
     CMsgEngine() = default;
     CMsgEngine(const CMsgEngine&) = delete;
     CMsgEngine& operator=(const CMsgEngine&) = delete;
+
+    // Whether the engines of this process wait for their next message instead of polling. To be called while
+    // none runs.
+    static void SetWaiting(bool isWaiting) { m_bWaiting = isWaiting; }
 
     // Handles one message, on the engine's thread.
     virtual void DoMessage(CAutoString message) = 0;
@@ -43,10 +48,16 @@ class CMsgEngine {
     int m_threadCount = 0;               // threads that have not left yet; guarded by m_msgLock
     MutexLock m_msgLock;
     // Whether the thread is to run. Written by whoever starts and stops, read by the engine's thread without
-    // a lock (RelaxedAccess.h): it does no harm to notice a stop one turn late.
+    // a lock (RelaxedAccess.h): it does no harm to notice a stop one turn late. Cleared with m_msgLock held,
+    // so that no stop falls between a waiting thread's last look and its wait.
     bool m_Running = false;
 
   private:
+    bool TakeFirst(CAutoString& out);
+    void AwaitChange();
     bool HasThread();
     void CountThread(int change);
+
+    static bool m_bWaiting;   // fixed while an engine runs
+    LockCondition m_changed;  // with m_msgLock: a message has come, or the engine is to stop
 };

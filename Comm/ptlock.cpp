@@ -24,6 +24,26 @@ void MutexLock::UnLock() {
     pthread_mutex_unlock(&m_mutex);
 }
 
+LockCondition::LockCondition() {
+    pthread_cond_init(&m_condition, nullptr);
+}
+
+LockCondition::~LockCondition() {
+    pthread_cond_destroy(&m_condition);
+}
+
+void LockCondition::Wait(MutexLock& lock) {
+    pthread_cond_wait(&m_condition, &lock.m_mutex);
+}
+
+void LockCondition::WakeOne() {
+    pthread_cond_signal(&m_condition);
+}
+
+void LockCondition::WakeAll() {
+    pthread_cond_broadcast(&m_condition);
+}
+
 RWLock::RWLock() {
     pthread_rwlock_init(&m_rwlock, nullptr);
 }

@@ -17,7 +17,28 @@ class MutexLock : public LockBase {
     void UnLock() override;
 
   private:
+    friend class LockCondition;
     pthread_mutex_t m_mutex;
+};
+
+// What threads wait for until something guarded by a MutexLock has changed. All operations with that lock
+// held.
+class LockCondition {
+  public:
+    LockCondition();
+    // Nobody may be waiting.
+    ~LockCondition();
+    LockCondition(const LockCondition&) = delete;
+    LockCondition& operator=(const LockCondition&) = delete;
+
+    // Gives `lock`, which the caller holds exactly once, back for the time of the wait. May return without a
+    // call of the others: the caller looks again at what it waits for.
+    void Wait(MutexLock& lock);
+    void WakeOne();
+    void WakeAll();
+
+  private:
+    pthread_cond_t m_condition;
 };
 
 // A reader/writer lock: mode 0 takes it shared, any other mode exclusive.

@@ -30,10 +30,12 @@ class Callback : public IPipeCallback {
   public:
     void DoWorkOnPipe(CAutoString text) override {
         const std::lock_guard<std::mutex> guard(gate);
+        lastTime = std::chrono::steady_clock::now();
         received.Add(text.GetText());
     }
 
-    std::mutex gate;  // held by a test, it keeps the handler from ending
+    std::mutex gate;                                 // held by a test, it keeps the handler from ending
+    std::chrono::steady_clock::time_point lastTime;  // of what has been received
     Recorder received;
 };
 
@@ -51,10 +53,12 @@ class Service : public CPipeService {
     }
 };
 
-// The service in its working folder with a front end that holds the other ends of both FIFOs.
-class PipeService : public testing::Test {
+// The service, with each kind of message engine, in its working folder with a front end that holds the other
+// ends of both FIFOs.
+class PipeService : public testing::TestWithParam<bool> {
   protected:
     void SetUp() override {
+        CMsgEngine::SetWaiting(GetParam());
         ASSERT_EQ(0, m_service.CreateNamedPipeInServer("serverpipe", &m_callback));
         std::thread frontEnd([this] {
             m_fromService = open("serverpipe", O_RDONLY);
@@ -101,10 +105,11 @@ class PipeService : public testing::Test {
     int m_toService = -1;
     std::future<int> m_loop;
 };
+INSTANTIATE_TEST_SUITE_P(Waiting, PipeService, testing::Bool());
 
 }  // namespace
 
-TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
+TEST_P(PipeService, DeliversWholeMessagesOfEachRead) {
     const std::string longest(4095, 'm');
     const std::tuple<const char*, Texts, Texts> rows[] = {
         {"two in one read", {"one" + kNul + "two" + kNul}, {"one", "two"}},
@@ -129,7 +134,29 @@ TEST_F(PipeService, DeliversWholeMessagesOfEachRead) {
     EXPECT_EQ(m_service.Threads(), 1) << "two would mix up the order";
 }
 
-TEST_F(PipeService, AFloodHasToWaitForItsHandler) {
+TEST_P(PipeService, AStoppedEngineKeepsItsMessagesForItsNextStart) {
+    FrontEndWrites("one" + kNul);
+    ASSERT_TRUE(m_callback.received.Await(1));
+    m_service.StopMsgEngine();
+    ASSERT_TRUE(WaitUntil([&] { return m_service.Threads() == 0; }));
+    m_service.AddMessage("two");
+    m_service.StartMsgEngine();
+    EXPECT_TRUE(m_callback.received.Await(2));
+}
+
+TEST_P(PipeService, AMessageIsHandledWithinAMillisecond) {
+    size_t count = 0;
+    int inTime = 0;  // in a row: one alone could be luck, and not each is where others use the machine
+    EXPECT_TRUE(WaitUntil([&] {
+        const auto added = std::chrono::steady_clock::now();
+        m_service.AddMessage("");
+        EXPECT_TRUE(m_callback.received.Await(++count));
+        const bool isInTime = m_callback.lastTime - added < std::chrono::milliseconds(1);
+        return (inTime = isInTime ? inTime + 1 : 0) == 10;
+    }));
+}
+
+TEST_P(PipeService, AFloodHasToWaitForItsHandler) {
     std::unique_lock<std::mutex> handler(m_callback.gate);
     auto flood = std::async(std::launch::async, [this] {
         for (int message = 0; message < 10000; ++message) {
@@ -144,7 +171,7 @@ TEST_F(PipeService, AFloodHasToWaitForItsHandler) {
     EXPECT_TRUE(WaitUntil([&] { return Unread(m_toService) == 0; }));
 }
 
-TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
+TEST_P(PipeService, MessagesOfManyThreadsStayWhole) {
     constexpr size_t kMessages = 50;
     const std::string text(20000, 'w');  // more than one write keeps together
     std::vector<std::future<void>> writers;
@@ -160,7 +187,7 @@ TEST_F(PipeService, MessagesOfManyThreadsStayWhole) {
     }
 }
 
-TEST_F(PipeService, AFrontEndThatDoesNotReadCostsOneWait) {
+TEST_P(PipeService, AFrontEndThatDoesNotReadCostsOneWait) {
     const std::string large(100 << 10, 'l');  // more than the FIFO holds
     const auto writeLarge = [&] { return m_service.WritePipe(large.c_str()); };
     const auto start = std::chrono::steady_clock::now();
@@ -180,7 +207,7 @@ TEST_F(PipeService, AFrontEndThatDoesNotReadCostsOneWait) {
     EXPECT_EQ(reader.get(), kNul + large + kNul);
 }
 
-TEST_F(PipeService, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
+TEST_P(PipeService, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
     close(m_fromService);
     testing::internal::CaptureStdout();
     EXPECT_EQ(0, m_service.WritePipe("lost %s\x1b[2J\n\xc2\x9b"));
