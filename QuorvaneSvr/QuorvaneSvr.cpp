@@ -13,6 +13,7 @@
 #include "ClientOperations.h"
 #include "InfoCenter.h"
 #include "Log.h"
+#include "MsgEngine.h"
 #include "PortalServer.h"
 #include "Server.h"
 #include "SettingsKeys.h"
@@ -22,6 +23,7 @@ namespace {
 constexpr char kOutgoingPipe[] = "serverpipe";
 constexpr char kIncomingPipe[] = "clientpipe";
 constexpr int kAllLevels = DEBUG;
+constexpr char kWaitingEngine[] = "waiting";  // the one value of the setting that means something
 
 constexpr char kVersion[] = "QuorvaneSvr " QUORVANE_VERSION "\n";
 constexpr char kUsage[] =
@@ -92,6 +94,11 @@ void InitLog() {
     // A service that cannot log still logs in.
     (void)CLog::GetInst()->Create(CAutoString(folder) + "/Log/", "Info.log", "%Y%m%d");
     CLog::GetInst()->SetLevel(kAllLevels);
+}
+
+void ChooseMessageEngine() {
+    CMsgEngine::SetWaiting(CInfoCenter::GetInst()->GetLocalValue(SettingsKey::kMessageEngine) ==
+                           kWaitingEngine);
 }
 
 void InitPortal(IServer& server) {

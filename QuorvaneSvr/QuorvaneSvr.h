@@ -18,6 +18,8 @@ bool HasWorkingFolder();
 bool StartSingle();
 // Opens the log, one file for each day of a start, and has every level written.
 void InitLog();
+// Makes the message engines poll or wait, as the settings say; before the first of them starts.
+void ChooseMessageEngine();
 // Hands the server and the settings to the portal business.
 void InitPortal(IServer& server);
 // Starts the console client, which runs on threads of its own, when there are an account and a password.

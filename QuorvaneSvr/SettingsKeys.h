@@ -8,6 +8,8 @@ inline constexpr char kProcessId[] = "PID";
 inline constexpr char kClientId[] = "clientId";
 inline constexpr char kHostName[] = "hostName";
 inline constexpr char kVersion[] = "version";
+// How the message engines take their messages.
+inline constexpr char kMessageEngine[] = "messageEngine";
 // What a start begins with.
 inline constexpr char kProbeUrl[] = "redirect";
 inline constexpr char kProbeUrlIPv6[] = "redirectipv6";

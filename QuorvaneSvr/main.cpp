@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
     CPushedServers::GiveBackRecorded();
     GiveBackAtEndSignals();
     CInfoCenter::GetInst()->CompleteStart();
+    ChooseMessageEngine();
     CServer server;
     InitPortal(server);
     CUserInfo userInfo;

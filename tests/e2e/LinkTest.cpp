@@ -10,13 +10,17 @@ using testing::Not;
 
 namespace {
 
-class Link : public ServiceTest {};
+// With each kind of message engine.
+struct Link : ServiceTest, testing::WithParamInterface<bool> {
+    Link() { WriteSettings(GetParam() ? "<messageEngine>waiting</messageEngine>" : ""); }
+};
+INSTANTIATE_TEST_SUITE_P(Waiting, Link, testing::Bool());
 
 const StateReport kPresentState = {INetConn::ES_NONE, INetConn::ES_PRECONNECTED, StateCode::kTicketObtained};
 
 }  // namespace
 
-TEST_F(Link, LoginSurvivesAFrontEndThatDiesAndReturns) {
+TEST_P(Link, LoginSurvivesAFrontEndThatDiesAndReturns) {
     PortalIs([](Scenario& scenario) { scenario.pulseSeconds = 1; });
     LogIn();
     DetachFrontEnd();
@@ -31,7 +35,23 @@ TEST_F(Link, LoginSurvivesAFrontEndThatDiesAndReturns) {
     ExpectReport(kConnected);
 }
 
-TEST_F(Link, TerminalsAreListedAndLoggedOut) {
+TEST_P(Link, UsesLessThanHalfAPercentOfAProcessorWhenItWaits) {
+    LogIn();
+    clockid_t ofService = 0;
+    ASSERT_EQ(0, clock_getcpuclockid(service->Pid(), &ofService));
+    const auto usedMs = [&] {
+        timespec used = {};
+        clock_gettime(ofService, &used);
+        return used.tv_sec * 1e3 + used.tv_nsec / 1e6;
+    };
+    const auto isQuiet = [&] {
+        const double limit = usedMs() + 10;
+        return !WaitUntil([&] { return usedMs() > limit; }, std::chrono::seconds(2));
+    };
+    EXPECT_EQ(WaitUntil(isQuiet), GetParam());
+}
+
+TEST_P(Link, TerminalsAreListedAndLoggedOut) {
     PortalIs([](Scenario& scenario) { scenario.terminals = {{"laptop", "T-77"}, {"phone 100%", "T-78"}}; });
     LogIn();
     FrontEndAsks(ClientOperation::kTerminalData);
@@ -51,7 +71,7 @@ TEST_F(Link, TerminalsAreListedAndLoggedOut) {
               std::to_string(PortalResult::kPortalError));
 }
 
-TEST_F(Link, CommandsThatTheServiceRunsGetNothingOfIts) {
+TEST_P(Link, CommandsThatTheServiceRunsGetNothingOfIts) {
     LogIn();
     // The files without O_CLOEXEC in their flags. libcurl has a pair of its own while a request runs.
     const std::string search =
@@ -62,7 +82,7 @@ TEST_F(Link, CommandsThatTheServiceRunsGetNothingOfIts) {
         << inherited;
 }
 
-TEST_F(Link, MessagesThatNobodyUnderstandsAreDropped) {
+TEST_P(Link, MessagesThatNobodyUnderstandsAreDropped) {
     StartService();
     const auto write = [](const std::string& bytes) { std::ofstream("clientpipe") << bytes; };
     std::string written;
