@@ -60,7 +60,7 @@ constexpr bool CPortalServer::AreTaskKindsInOrder() {
             return false;
         }
     }
-    return std::size(kTaskKinds) == QuorvaneSvr::trafficStatistics + 1;
+    return std::size(kTaskKinds) == QuorvaneSvr::taskCount;
 }
 
 void CPortalServer::Work(int start) {
@@ -94,7 +94,7 @@ void CPortalServer::Work() {
 // A number that names no kind of task is like noTask.
 const CPortalServer::TaskKind& CPortalServer::KindOf(TaskItem item) {
     static_assert(AreTaskKindsInOrder(), "one row for each kind, at the place of its number");
-    const bool isKnown = item >= QuorvaneSvr::noTask && item <= QuorvaneSvr::trafficStatistics;
+    const bool isKnown = item >= QuorvaneSvr::noTask && item < QuorvaneSvr::taskCount;
     return kTaskKinds[isKnown ? item : QuorvaneSvr::noTask];
 }
 
@@ -148,7 +148,7 @@ void CPortalServer::StopTask(TaskItem item) {
 // The re-probe of an unknown network survives: it is how such a network is left again.
 void CPortalServer::StopAllTask() {
     CLog::GetInst()->WriteLog(INFO, "stop all task");
-    for (int item = QuorvaneSvr::checkNet; item <= QuorvaneSvr::trafficStatistics; ++item) {
+    for (int item = QuorvaneSvr::checkNet; item < QuorvaneSvr::taskCount; ++item) {
         if (item != QuorvaneSvr::checkUnknowNet) {
             StopTask(static_cast<TaskItem>(item));
         }

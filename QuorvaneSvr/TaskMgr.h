@@ -10,21 +10,22 @@ namespace QuorvaneSvr {
 
 // The steps of the portal business. The numbers are also the ids of the timer entries that queue them.
 enum TaskItem : int {
-    noTask = 0,             // nothing; as the next task: no step follows
-    checkNet = 1,           // probe the network, discover the portal
-    checkUnknowNet = 2,     // probe an environment whose kind is not known yet
-    reqConfig = 3,          // fetch the authentication configuration
-    reqTicket = 4,          // obtain a ticket
-    reqState = 5,           // poll the state of the session
-    auth = 6,               // log in with account and password
-    term = 7,               // log out
-    pluse = 8,              // keep-alive pulse
-    checkWifi = 9,          // check whether the connection is shared
-    termForWifi = 10,       // log out because it is
-    terminal = 11,          // fetch the data of the user's other terminals
-    terminalTerm = 12,      // log another terminal out
-    keepPort = 13,          // no step; taken and ignored
-    trafficStatistics = 14  // upload a statistics record
+    noTask = 0,              // nothing; as the next task: no step follows
+    checkNet = 1,            // probe the network, discover the portal
+    checkUnknowNet = 2,      // probe an environment whose kind is not known yet
+    reqConfig = 3,           // fetch the authentication configuration
+    reqTicket = 4,           // obtain a ticket
+    reqState = 5,            // poll the state of the session
+    auth = 6,                // log in with account and password
+    term = 7,                // log out
+    pluse = 8,               // keep-alive pulse
+    checkWifi = 9,           // check whether the connection is shared
+    termForWifi = 10,        // log out because it is
+    terminal = 11,           // fetch the data of the user's other terminals
+    terminalTerm = 12,       // log another terminal out
+    keepPort = 13,           // no step; taken and ignored
+    trafficStatistics = 14,  // upload a statistics record
+    taskCount                // stays the last: the number of steps, this one not among them
 };
 
 // What is taken first; a larger value goes ahead.
