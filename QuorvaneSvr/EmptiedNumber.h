@@ -4,7 +4,7 @@
 
 // What goes to front ends and into the settings in place of a number: an empty text, for itoa returns the end
 // of its digits. Front ends hear the key alone, and the next start reads 0. The digits of "connState" would
-// make it log out what this run left standing.
+// make that start log out what this run left standing.
 // Held by Reports.NumbersAreEmptyAndTextsEscapedOnce and Settings.KeepWhatTheNextRunStartsFrom.
 class EmptiedNumber {
   public:

@@ -8,7 +8,7 @@
 // may be called from any thread.
 class CLastReport {
   public:
-    // Each keeps a report in place of the one before.
+    // Keep a report, a plain one or an extended one, in place of the one that was kept before.
     void Take(INetConn::ESTATE oldState, INetConn::ESTATE newState, int code, const CAutoString& subCode);
     void TakeExtended(INetConn::ESTATE oldState, INetConn::ESTATE newState, int code, const char* type,
                       const char* extra);

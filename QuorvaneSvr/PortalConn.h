@@ -35,7 +35,8 @@ class CPortalConn : public INetConn {
 
     // Chooses the User-Agent by the address family of the active adapter.
     void SetServerIp();
-    // Whether the last login was left standing: the settings' "connState" as a number.
+    // Whether an earlier login is recorded as standing: the settings' "connState" as a number. The service
+    // saves that empty, so it is 1 only where somebody wrote it into the file, until the next save.
     int GetConnCfg();
     void SetConnCfg(int connected);
     void ResetNetConfig();
@@ -52,6 +53,7 @@ class CPortalConn : public INetConn {
     // Moves `url` to another server of the cluster. 1, or 0 when no server is left.
     int GetNewServerIP(CAutoString& url);
     // Whether the portal may go on after a server error: 1 when the settings' disaster marker is in `marker`.
+    // No exchange ends with a server error, so the marker has no effect: PortalConnFailover.cpp tells why.
     int DisasterRecovery(CAutoString marker);
 
     // The engine that every portal request passes. `retries` attempts are made while the connection fails.
@@ -80,7 +82,7 @@ class CPortalConn : public INetConn {
     int SetDNS(CAutoString& xml);
     // Logs out. 1, 2, -1, -8, or 0 when the network is no portal network any more.
     int DisConnect(const char* reason) override;
-    // Logs out what is recorded as standing.
+    // Logs out what is recorded as standing (GetConnCfg).
     void Destroy();
 
     // Data of the user's other terminals, from "<response>" on. 1 / 0.
@@ -95,8 +97,9 @@ class CPortalConn : public INetConn {
 
     void ExitPrepare() override;
 
-    // Takes the new state and posts it. While connected or ready to connect, steps of a new attempt are
-    // ignored: they must not pull a standing connection back.
+    // Takes the new state, and posts it when it is one of those in the switch of PortalConnReport.cpp. While
+    // connected or ready to connect, steps of a new attempt are ignored: they must not pull a standing
+    // connection back.
     void NetStateChange(ESTATE oldState, ESTATE newState, int code, CAutoString subCode);
     void PostNetStateMessage(ESTATE oldState, ESTATE newState, int code, CAutoString subCode);
     // The extended report with a type and an extra text; does not change the state.
@@ -137,7 +140,7 @@ class CPortalConn : public INetConn {
   private:
     void EnterState(ESTATE state);
 
-    // Server errors.
+    // Server errors: none comes so far (PortalConnFailover.cpp).
     int JudgeServerError(const char* url, int status);
     bool IsServerUsable();
 
@@ -180,7 +183,7 @@ class CPortalConn : public INetConn {
     CPortalParser m_portalParse;
     int m_ConnnectType = 0;
     BOOL m_bSetAuthConf = 0;
-    RWLock m_stateLock;         // held by a state check for its whole run
+    RWLock m_stateLock;         // one state check at a time; not the lock of m_eState, which has none
     RWLock m_requestTicketTry;  // one ticket request at a time
     CAutoString m_redirectUrl;
     CAutoString m_redirectUrlIpv6;

@@ -19,10 +19,10 @@
 class CPortalConn;
 
 // The business "Portal". Its client operations (message thread, or the console client's thread) only queue
-// tasks, arm timers or start and stop threads; the work thread takes the tasks one by one and drives the
-// protocol engine, and names the next step. The timer thread turns due entries into tasks. Run flags and
-// m_bPortalEnv are plain fields that one thread writes and others read without a lock (RelaxedAccess.h): a
-// reader that sees a value one round late does no harm.
+// tasks and arm timers, besides the first Start, which makes the protocol engine and starts the threads; the
+// work thread takes the tasks one by one and drives the engine, and names the next step. The timer thread
+// turns due entries into tasks. Run flags and m_bPortalEnv are plain fields, written and read without a lock
+// (RelaxedAccess.h): a reader that sees a value one round late does no harm.
 class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost {
   public:
     CPortalServer();
@@ -34,7 +34,7 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     // Keeps the server and registers this business with it as "Portal".
     void InitService(IServer* server) override;
     // The link has failed (main thread): gives the resolver file back, stops the work and logs out a recorded
-    // login. A work thread that still runs ends the process before the log-out.
+    // login (CPortalConn::GetConnCfg). A work thread that still runs ends the process before the log-out.
     void ServerStatus(int code) override;
     void InitOpcodeFun() override;
     using CBusiness::PostMsg;
@@ -147,10 +147,12 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     static CPortalServer* m_pPortalServer;
 
     CInfoCenter* m_pInfoCenter = nullptr;
+    // The protocol engine, owned. Made by the first Start before the work thread exists, deleted at the end
+    // after the message thread and the work thread have gone: hence without a lock.
     CPortalConn* m_pPortalConn = nullptr;
-    bool m_bCheckUnknowNetState = false;  // run flag of the thread below
+    bool m_bCheckUnknowNetState = false;  // run flag of the thread below, which clears it once it is done
     CSimpleThread m_threadUnknowCheck;
-    BOOL m_bPortalEnv = 0;  // whether a portal guards the network
+    BOOL m_bPortalEnv = 0;  // whether a portal guards the network; written by the work thread
     std::unique_ptr<CAdapterCard> m_pNetHelper = std::make_unique<CAdapterCard>();
     CNetHelper m_NetHelper;
     CWiFiSharedValidate m_WiFiSharedValidate;

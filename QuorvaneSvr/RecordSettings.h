@@ -5,8 +5,9 @@
 
 class CInfoCenter;
 
-// The settings that keep a field of the record from one run to the next. A start reads all of them; a group
-// is saved when the portal has just told it.
+// The settings that fill a field of the record. A start reads all of them; a group is saved when the portal
+// has just told it. A text lasts from one run to the next; a number is saved as an empty text
+// (EmptiedNumber), so only one that was written by hand is ever read.
 enum class RecordGroup {
     kSchool,   // the school network, as the heads of the answers to the probes name it
     kAccess,   // this client and its access controller, as a redirect's query names them
@@ -17,8 +18,8 @@ enum class RecordGroup {
     kByHand,   // never saved: for those whom the portal's pulse interval does not suit
 };
 
-// One row for each setting; a new one is a new row. Within a group the order is that of the file, and the one
-// in which front ends are told.
+// One row for each setting; a new one is a new row, and a field in CAuthConfig. Within a group the order is
+// that in which new settings come into the file; front ends are told the group kSchool in it.
 struct SavedText {
     RecordGroup group;
     RecordText row;
@@ -60,5 +61,5 @@ void ForEachText(RecordGroup group, Visit visit) {
 
 // Fills the fields of all rows from the settings.
 void LoadRecord(CInfoCenter& settings, CAuthConfig& record);
-// Saves the rows of one group, the numbers as empty texts (EmptiedNumber).
+// Saves the rows of one group, the numbers as empty texts.
 void SaveRecord(CInfoCenter& settings, const CAuthConfig& record, RecordGroup group);

@@ -6,9 +6,10 @@
 
 class CInfoCenter;
 
-// The equal servers of a portal, for each address family: the list that the portal named last, and what is
-// left of it to choose from. A server that was chosen once is not chosen again, so repeated failures walk
-// through the whole list. Every operation may be called from any thread.
+// The equal servers of a portal, for each address family: the list that the portal named last, and those left
+// to choose from. A server that was chosen once is not chosen again, so repeated failures walk through a
+// whole list. A list that comes while servers of an earlier one are left waits for a Reload that finds none
+// left. Every operation may be called from any thread.
 class CServerCluster {
   public:
     // Takes the lists of an earlier run, comma-separated; empty ones are none.
@@ -19,7 +20,8 @@ class CServerCluster {
     // this client: each client has its own first choice, which spreads the load. False, with `url` as it was,
     // when there is none.
     bool MoveToNext(CAutoString& url, bool isIPv6, const CAutoString& client);
-    // Takes the list `servers` of a configuration. The settings get the one that was known before; a new one
+    // Takes the list `servers` of a configuration; a new one is chosen from at once when no server is left of
+    // the one before. The settings get the one that was known before; a new one
     // reaches them the next time.
     void Store(CInfoCenter& settings, bool isIPv6, const CAutoString& servers);
 
