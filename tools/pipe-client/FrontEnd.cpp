@@ -8,18 +8,14 @@
 #include <cerrno>
 #include <thread>
 
-#include "Business.h"
 #include "ClientOperations.h"
 #include "FileUtil.h"
-#include "XMLOpt.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Milliseconds = FrontEnd::Milliseconds;
 
-constexpr char kName[] = "client";        // signs what is sent
-constexpr char kOpenNetworkType[] = "0";  // INetConn::ET_UNKNOWN, as it stands in a report
 constexpr Milliseconds kOpenPause(20);
 constexpr size_t kReadSize = 4096;
 
@@ -48,42 +44,7 @@ Milliseconds TimeUntil(Clock::time_point end) {
     return std::max(Milliseconds(0), std::chrono::ceil<Milliseconds>(end - Clock::now()));
 }
 
-CAutoString Escaped(const std::string& text) {
-    return CMarkup::EscapeText(text.c_str());
-}
-
-std::string Parameter(const char* format, const std::string& text) {
-    CAutoString parameter;
-    parameter.Format(format, Escaped(text).GetBuffer());
-    return parameter.GetText();
-}
-
 }  // namespace
-
-Report::Report(const std::string& envelope) : text(envelope) {
-    CXMLOpt document(envelope.c_str());
-    source = document.GetValue(kSourcePath).GetText();
-    target = document.GetValue(kTargetPath).GetText();
-    opcode = document.GetValue(kOpcodePath).GetText();
-    if (IsState()) {
-        oldState = document.GetIntValue(kOldStatePath);
-        newState = document.GetIntValue(kNewStatePath);
-        errorCode = document.GetIntValue(kErrorCodePath);
-    }
-}
-
-bool Report::IsState() const {
-    return opcode == ClientReport::kNetState;
-}
-
-bool Report::IsOpenNetwork() const {
-    return IsState() && newState == INetConn::ES_CONNECTED && Parameter("type") == kOpenNetworkType;
-}
-
-std::string Report::Parameter(const char* name) const {
-    CXMLOpt document(text.c_str());
-    return document.GetValue(CAutoString("P.") + name).GetText();
-}
 
 FrontEnd::FrontEnd(const std::string& folder)
     : m_fromService(folder + "/serverpipe"), m_toService(folder + "/clientpipe") {}
@@ -118,23 +79,19 @@ bool FrontEnd::Connect(Milliseconds timeOut) {
 }
 
 bool FrontEnd::Send(const char* opcode, const std::string& parameters) {
-    CAutoString envelope;
-    envelope.Format(kEnvelopeFormat, kName, kPortalBusiness, opcode, parameters.c_str());
-    return WritePipe(envelope) == 1;
+    return WritePipe(OperationEnvelope(opcode, parameters).c_str()) == 1;
 }
 
 bool FrontEnd::Login(const std::string& account, const std::string& password) {
-    CAutoString credentials;
-    credentials.Format(kLoginFormat, Escaped(account).GetBuffer(), Escaped(password).GetBuffer());
-    return Send(ClientOperation::kConnect, credentials.GetText());
+    return Send(ClientOperation::kConnect, LoginParameters(account, password));
 }
 
 bool FrontEnd::Logout(const std::string& reason) {
-    return Send(ClientOperation::kDisconnect, Parameter(kReasonFormat, reason));
+    return Send(ClientOperation::kDisconnect, ReasonParameter(reason));
 }
 
 bool FrontEnd::TerminalLogout(const std::string& ticket) {
-    return Send(ClientOperation::kTerminalTerm, Parameter(kTicketFormat, ticket));
+    return Send(ClientOperation::kTerminalTerm, TicketParameter(ticket));
 }
 
 std::optional<Report> FrontEnd::Receive(Milliseconds timeOut) {

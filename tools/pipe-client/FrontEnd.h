@@ -6,28 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "INetConn.h"
+#include "FrontEndMessages.h"
 #include "PipeService.h"
-
-// One envelope of the service, taken apart.
-struct Report {
-    explicit Report(const std::string& envelope);
-
-    bool IsState() const;
-    // Whether it says that this network needs no login.
-    bool IsOpenNetwork() const;
-    // The text of the element `name` below the parameters; empty when there is none.
-    std::string Parameter(const char* name) const;
-
-    std::string text;  // the whole envelope
-    std::string source;
-    std::string target;
-    std::string opcode;
-    // Of a state report. Numbers, for the states may be none of INetConn's.
-    int oldState = INetConn::ES_NONE;
-    int newState = INetConn::ES_NONE;
-    int errorCode = 0;
-};
 
 // The front end's side of the link: sends operations and receives reports. Belongs to one thread and starts
 // none. A service talks to one front end at a time: two would take each other's reports.

@@ -30,6 +30,8 @@ std::string WithoutForeignBytes(std::string text) {
     return text;
 }
 
+}  // namespace
+
 std::string InUtf8(const std::string& text) {
     for (const char* encoding : {kUtf8, kPortalEncoding}) {
         if (const std::optional<std::string> converted = Converted(text, encoding)) {
@@ -38,8 +40,6 @@ std::string InUtf8(const std::string& text) {
     }
     return WithoutForeignBytes(text);
 }
-
-}  // namespace
 
 std::string ReadableText(const std::string& text) {
     std::string readable;
