@@ -9,14 +9,13 @@
 #include "InfoCenter.h"
 #include "Log.h"
 #include "PortalCodes.h"
+#include "ProbeWords.h"
 #include "RecordSettings.h"
 #include "SettingsKeys.h"
 
 namespace {
 
 constexpr char kSystemTag[] = "linux64";
-constexpr char kUserAgentIPv4[] = "RAVO/Linux64/%s";
-constexpr char kUserAgentIPv6[] = "RAVO/LinuxIpv664/%s";
 
 // Values of this run that the record takes over.
 constexpr RecordText kIdentityTexts[] = {

@@ -9,17 +9,11 @@
 #include "Log.h"
 #include "PortalCodes.h"
 #include "PortalConn.h"
+#include "ProbeWords.h"
 #include "PublishedValues.h"
 #include "RecordSettings.h"
 
 namespace {
-
-constexpr char kProbeHead[] =
-    "Connection:close\r\nUser-Agent:%s\r\n"
-    "Accept:text/html,text/xml,application/xhtml+xml,application/x-javascript,*/*";
-
-// The portal's own page, as opposed to the pages that lead to it. Only this one is moved to another server.
-constexpr char kPortalPage[] = "index.cgi";
 
 // Headers of the school network, and the field that each one fills.
 constexpr RecordText kSchoolHeaders[] = {
