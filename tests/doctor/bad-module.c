@@ -1,0 +1,17 @@
+// An algorithm module that stops, or with HANGS stays, where it should encode; and writes where it stands.
+#include <stdlib.h>
+#include <unistd.h>
+
+const char* Code(const char* text);
+
+const char* Code(const char* text) {
+    (void)!write(STDOUT_FILENO, text, 1);
+#ifdef HANGS
+    if (fork() >= 0) {
+        for (;;) {
+            pause();
+        }
+    }
+#endif
+    abort();
+}
