@@ -1,15 +1,50 @@
 // The parts of the agent that touch the machine: its account file, its history, the link and the network.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
+#include "AccountFile.h"
 #include "History.h"
 #include "TemporaryFolder.h"
+#include "WaitUntil.h"
+using std::chrono::milliseconds;
 
 namespace {
 
 const std::string kNul(1, '\0');
 constexpr std::time_t kStart = 1700000000;
+
+// Runs a loop on a thread of its own while the test looks on.
+class LoopThread {
+  public:
+    ~LoopThread() {
+        Do([this] { m_loop.End(0); });
+        m_thread.join();
+    }
+    // Runs `task` on the loop's thread, to its end.
+    void Do(const std::function<void()>& task) {
+        m_task = &task;
+        WaitUntil([this] { return m_task == nullptr; }, std::chrono::minutes(1));
+    }
+    void Work() {
+        if (const std::function<void()>* task = m_task) {
+            (*task)();
+            m_task = nullptr;
+        }
+    }
+
+    EventLoop m_loop;
+    std::atomic<const std::function<void()>*> m_task{nullptr};
+    EventSource m_looks = m_loop.Every(milliseconds(2), [this] { Work(); });
+    std::thread m_thread{[this] { m_loop.Run(); }};
+};
+
+std::string Reading(const std::string& path) {
+    const AccountReading reading = ReadAccountFile(path);
+    return reading.account ? reading.account->name + "|" + std::string(reading.account->password.Text())
+                           : std::to_string(static_cast<int>(reading.status));
+}
 
 }  // namespace
 
@@ -60,4 +95,78 @@ TEST(AgentHistory, OutlivesKillsTornLinesAndItsLargestSize) {
     History next(folder.Path());
     next.Open(kStart + 399);
     EXPECT_EQ(next.Entries().size(), history.Entries().size() + 1);
+}
+
+TEST(AgentAccount, FirstLineIsTheAccountSecondOneThePassword) {
+    const TemporaryFolder folder;
+    const std::string longest(4094, 'p');
+    EXPECT_EQ(Reading("account"), "0");
+    // clang-format off
+    const std::tuple<std::string, int, std::string> rows[] = {
+        {"me\nse cret", 0400, "me|se cret"},     {"me\r\nsecret\r\nmore\n", 0600, "me|secret"},
+        {"me\n \xff\t\r", 0600, "me| \xff\t\r"}, {"m\n" + longest, 0600, "m|" + longest},
+        {"m\n" + longest + "\n", 0600, "2"},     {"me\nsec" + kNul + "ret", 0600, "2"},
+        {"me", 0600, "2"}, {"\nsecret\n", 0600, "2"}, {"me\n\r\n", 0600, "2"},
+        {"a\nb", 0640, "8"}, {"a\nb", 0620, "8"}, {"a\nb", 0604, "8"},
+    };
+    // clang-format on
+    for (const auto& [content, mode, expected] : rows) {
+        folder.Write("account", content);
+        ASSERT_EQ(chmod("account", static_cast<mode_t>(mode)), 0);
+        EXPECT_EQ(Reading("account"), expected) << content;
+    }
+    EXPECT_EQ(ReadAccountFile("account").fault.find("the account file account has mode 0604 and belongs to "),
+              0);
+    std::filesystem::create_directory("inner");
+    std::filesystem::create_symlink("../account", "inner/link");
+    for (const auto& [guarded, expected] : {std::pair{".", "a|b"}, {"inner", "8"}}) {
+        setenv("CREDENTIALS_DIRECTORY", guarded, 1);
+        EXPECT_EQ(Reading("inner/link"), expected) << "lies below " << guarded << "?";
+    }
+    unsetenv("CREDENTIALS_DIRECTORY");
+}
+
+TEST(AgentAccount, IsReplacedAsAWhole) {
+    const TemporaryFolder folder;
+    ExitStatus status = ExitStatus::kDone;
+    EXPECT_EQ(WriteAccountFile("new/account", {"me", Secret("secret")}, status), "");
+    const bool isGivenAway = chmod("new/account", 0644) == 0 && chown("new/account", 12, 12) == 0;
+    EXPECT_EQ(WriteAccountFile("new/account", {"you", Secret(" \xff\r.")}, status), "");
+    struct stat written = {};
+    ASSERT_EQ(stat("new/account", &written), 0);
+    EXPECT_EQ(written.st_mode & 07777, 0600U);
+    EXPECT_EQ(written.st_uid, isGivenAway ? 12U : getuid());
+    std::filesystem::create_symlink("new/account", "link");
+    EXPECT_NE(WriteAccountFile("link", {"other", Secret("secret")}, status), "");
+    EXPECT_NE(WriteAccountFile("new/account", {"a\nb", Secret("p")}, status), "");
+    EXPECT_EQ(Reading("link"), "you| \xff\r.");
+    EXPECT_EQ(RemoveAccountFile("new/account", status) + RemoveAccountFile("new/account", status), "");
+    EXPECT_TRUE(std::filesystem::is_empty("new"));
+}
+
+TEST(AgentAccount, WhateverHappensToTheFileIsNoticed) {
+    const TemporaryFolder folder;
+    std::atomic<int> changes{0};
+    std::unique_ptr<AccountWatch> watch;
+    LoopThread thread;
+    thread.Do(
+        [&] { watch = std::make_unique<AccountWatch>(thread.m_loop, "a/account", [&] { ++changes; }); });
+    int expected = 0;
+    for (const char* step :
+         {"mkdir a; echo me > a/account", "echo secret >> a/account", "echo you > a/new; mv a/new a/account",
+          "chmod 400 a/account", "rm a/account", "mkdir b; echo me > b/account; mv a c; mv b a", "rm -r a"}) {
+        ASSERT_EQ(system(step), 0);
+        ++expected;
+        EXPECT_TRUE(WaitUntil([&] { return changes == expected; }, std::chrono::seconds(2))) << step;
+    }
+    thread.Do([&] { watch.reset(); });
+}
+
+TEST(AgentQuietPeriod, IsNotPutOffForEver) {
+    EventLoop loop;
+    const auto start = std::chrono::steady_clock::now();
+    QuietPeriod period(loop, milliseconds(500), milliseconds(800), [&] { loop.End(0); });
+    const EventSource unrest = loop.Every(milliseconds(20), [&] { period.Note(); });
+    loop.Run();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(800)) << "not put off by each event";
 }
