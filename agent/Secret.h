@@ -19,7 +19,10 @@ class Secret {
     Secret() = default;
     explicit Secret(std::string_view text) : m_text(text) {}
     Secret(const Secret& other) = default;
-    Secret(Secret&& other) noexcept : m_text(other.m_text) { Wipe(other.m_text); }
+    Secret(Secret&& other) noexcept {
+        m_text.swap(other.m_text);
+        Wipe(other.m_text);  // a short text stands in the object itself and was copied
+    }
     Secret& operator=(const Secret& other) {
         if (this != &other) {
             Wipe(m_text);
