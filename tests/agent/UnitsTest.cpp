@@ -6,8 +6,12 @@
 
 #include "AccountFile.h"
 #include "History.h"
+#include "NetworkWatch.h"
+#include "Recorder.h"
+#include "Sandbox.h"
 #include "TemporaryFolder.h"
-#include "WaitUntil.h"
+
+using Texts = std::vector<std::string>;
 using std::chrono::milliseconds;
 
 namespace {
@@ -45,6 +49,19 @@ std::string Reading(const std::string& path) {
     return reading.account ? reading.account->name + "|" + std::string(reading.account->password.Text())
                            : std::to_string(static_cast<int>(reading.status));
 }
+
+std::string Text(const NetworkPath& path) {
+    return path.interface + "|" + path.address + "|" + path.gateway;
+}
+
+class AgentWayOut : public testing::Test {
+  protected:
+    void SetUp() override { SKIP_OUTSIDE_SANDBOX(); }
+    void TearDown() override {
+        Shell("ip link set campus0 up; ip route flush dev lo; while ip route del default; do :; done");
+        RestoreLinks();
+    }
+};
 
 }  // namespace
 
@@ -169,4 +186,62 @@ TEST(AgentQuietPeriod, IsNotPutOffForEver) {
     const EventSource unrest = loop.Every(milliseconds(20), [&] { period.Note(); });
     loop.Run();
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(800)) << "not put off by each event";
+}
+
+TEST_F(AgentWayOut, IsTheDefaultRouteOfTheLowestMetric) {
+    // clang-format off
+    const std::pair<std::string, const char*> rows[] = {
+        {"ip route add default dev lo metric 5; ip route add 0.0.0.0/1 dev lo", "campus0|192.0.2.10|192.0.2.1"},
+        {"ip route append default via 192.0.2.2 metric 1; ip route del default", "campus0|192.0.2.10|192.0.2.2"},
+        {"ip -4 route replace default via inet6 fe80::1 dev campus0", "campus0|192.0.2.10|fe80::1"},
+        {"ip route replace default nexthop via 192.0.2.3 nexthop via 192.0.2.1", "campus0|192.0.2.10|192.0.2.3"},
+        {"ip route replace unreachable default", "||"},
+        {"ip route del default; ip route add default via 192.0.2.1 table 8", "||"},
+        {"ip address flush dev campus0 scope global; ip -6 route add default via fe80::1 dev campus0;"
+         "for i in 2 3; do ip -6 address add 2001:db8::$i/64 dev campus0 nodad; done", "campus0|2001:db8::2|fe80::1"},
+    };
+    // clang-format on
+    EventLoop loop;
+    for (const auto& [commands, expected] : rows) {
+        EXPECT_TRUE(Shell(commands)) << commands;
+        EXPECT_EQ(Text(NetworkWatch(loop, [](bool) {}).Path()), expected) << commands;
+        TearDown();
+    }
+}
+
+TEST_F(AgentWayOut, ChangesWhenItIsQuietOrAfterASuspend) {
+    Recorder calls;
+    std::atomic<int> secondsAsleep{0};
+    std::unique_ptr<NetworkWatch> watch;
+    const auto changed = [&](bool isOther) {
+        calls.Add((isOther ? "other " : "same ") + watch->Path().address);
+    };
+    const auto timeAsleep = [&] { return std::chrono::seconds(secondsAsleep); };
+    LoopThread thread;
+    thread.Do([&] { watch = std::make_unique<NetworkWatch>(thread.m_loop, changed, timeAsleep); });
+    EXPECT_TRUE(
+        Shell("ip route del default; for i in $(seq 20); do ip address add 10.8.8.$i/24 dev lo; done; "
+              "ip link add second type veth peer name third; ip route add default via 192.0.2.1"));
+    // Longer than the quiet: IPv6 has events of its own, about a second after a link came up.
+    EXPECT_FALSE(WaitUntil([&] { return !calls.All().empty(); }, milliseconds(5000)));
+    EXPECT_TRUE(Shell("ip address del 192.0.2.10/24 dev campus0; ip address add 192.0.2.11/24 dev campus0"));
+    EXPECT_TRUE(Shell("ip route add default via 192.0.2.1") && calls.Await(1));
+    secondsAsleep = 3;
+    EXPECT_TRUE(calls.Await(2));
+    EXPECT_EQ(calls.All(), (Texts{"other 192.0.2.11", "same 192.0.2.11"}));
+    thread.Do([&] { watch.reset(); });
+}
+
+TEST(AgentWayOutMessages, ArePassedOverWhenCutShort) {
+    // Head and route, then next hops: one over the loopback with a gateway.
+    std::string message(
+        "\0\0\0\0\x18\0\0\0\7\0\0\0\0\0\0\0\2\0\0\0\xfe\0\0\1\0\0\0\0"
+        "\x14\0\x09\0\x10\0\0\0\1\0\0\0\x08\0\5\0\xc0\0\2\1",
+        48);
+    for (size_t length = 0; length <= message.size(); ++length) {
+        message[0] = static_cast<char>(length);
+        PathFinder finder;
+        EXPECT_EQ(finder.Take(std::string(message, 0, length), 7), PathFinder::Progress::kMore);
+        EXPECT_EQ(Text(finder.Best()), length < message.size() ? "||" : "lo||192.0.2.1") << length;
+    }
 }
