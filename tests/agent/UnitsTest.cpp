@@ -1,4 +1,5 @@
 // The parts of the agent that touch the machine: its account file, its history, the link and the network.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -9,6 +10,7 @@
 #include "NetworkWatch.h"
 #include "Recorder.h"
 #include "Sandbox.h"
+#include "ServiceLink.h"
 #include "TemporaryFolder.h"
 
 using Texts = std::vector<std::string>;
@@ -61,6 +63,39 @@ class AgentWayOut : public testing::Test {
         Shell("ip link set campus0 up; ip route flush dev lo; while ip route del default; do :; done");
         RestoreLinks();
     }
+};
+
+// A link, and the service at its other end. Begins when the test is whole, for the loop's thread calls it.
+class AgentLink : public testing::Test, public ILinkListener {
+  protected:
+    void SetUp() override {
+        m_thread.Do([&] { (m_link = std::make_unique<ServiceLink>(m_thread.m_loop, ".", *this))->Start(); });
+    }
+    void TearDown() override {
+        m_thread.Do([&] { m_link.reset(); });
+    }
+    void LinkAttached() override { m_seen.Add("attached"); }
+    void LinkLost() override { m_seen.Add("lost"); }
+    void LinkMessage(const std::string& message) override {
+        m_seen.Add(message.substr(0, 9) + ":" + std::to_string(message.size()));
+        message == "destroy" ? m_link.reset() : void();
+    }
+    bool ServiceStarts() {
+        (void)mkfifo("serverpipe", 0600);
+        return WaitUntil([&] { return (m_out = open("serverpipe", O_WRONLY | O_NONBLOCK)) >= 0; }) &&
+               WaitUntil([] { return std::filesystem::is_fifo("clientpipe"); }) &&
+               (m_in = open("clientpipe", O_RDONLY | O_NONBLOCK)) >= 0;
+    }
+    bool Sees(size_t events) const {
+        return WaitUntil([&] { return m_seen.All().size() == events; }, std::chrono::seconds(2));
+    }
+
+    const TemporaryFolder m_folder;
+    Recorder m_seen;
+    std::unique_ptr<ServiceLink> m_link;
+    int m_out = -1;
+    int m_in = -1;
+    LoopThread m_thread;
 };
 
 }  // namespace
@@ -244,4 +279,50 @@ TEST(AgentWayOutMessages, ArePassedOverWhenCutShort) {
         EXPECT_EQ(finder.Take(std::string(message, 0, length), 7), PathFinder::Progress::kMore);
         EXPECT_EQ(Text(finder.Best()), length < message.size() ? "||" : "lo||192.0.2.1") << length;
     }
+}
+
+TEST_F(AgentLink, AttachesInEveryOrder) {
+    Texts expected;
+    for (const char* before :
+         {"true", "sleep 0.3", "sleep 0.3; rm *pipe; mkfifo -m 600 serverpipe clientpipe",
+          "rm clientpipe; >clientpipe; { sleep 0.5; rm clientpipe; } &"}) {
+        ASSERT_EQ(system(before), 0);
+        ASSERT_TRUE(ServiceStarts());
+        expected.insert(expected.end(), {"attached", "last:4", "lost"});
+        ASSERT_TRUE(Sees(expected.size() - 2)) << before;
+        EXPECT_EQ(write(m_out, "last\0torn", 9), 9);
+        EXPECT_EQ(close(m_out) + close(m_in), 0);
+        ASSERT_TRUE(Sees(expected.size())) << before;
+        EXPECT_EQ(m_seen.All(), expected);
+    }
+}
+
+TEST_F(AgentLink, AnEndIsSeenHoweverShort) {
+    ASSERT_TRUE(ServiceStarts() && Sees(1));
+    // The loop is kept from looking meanwhile.
+    m_thread.Do([&] { EXPECT_TRUE(close(m_out) == 0 && close(m_in) == 0 && ServiceStarts()); });
+    ASSERT_TRUE(Sees(3));
+    close(m_in);
+    ASSERT_TRUE(Sees(4)) << "nobody reads";
+    EXPECT_EQ(m_seen.All(), (Texts{"attached", "lost", "attached", "lost"}));
+}
+
+TEST_F(AgentLink, BoundsMessages) {
+    ASSERT_TRUE(ServiceStarts() && Sees(1));
+    ssize_t sent = 0;
+    m_thread.Do([&] {
+        EXPECT_FALSE(m_link->Send(std::string(4096, 'x')));
+        for (; m_link->Send(std::string(4095, 'x')); sent += 4096) {
+        }
+    });
+    const std::string longest(64 * 1024, 'y');
+    std::string bytes =
+        longest + kNul + longest + "z" + kNul + "bad\xff" + kNul + "destroy" + kNul + "none" + kNul;
+    while (!bytes.empty()) {
+        bytes.erase(0, static_cast<size_t>(std::max<ssize_t>(write(m_out, &bytes[0], bytes.size()), 0)));
+    }
+    EXPECT_TRUE(Sees(4));
+    EXPECT_EQ(m_seen.All(), (Texts{"attached", "yyyyyyyyy:65536", "bad\xff:4", "destroy:7"}));
+    bytes.resize(70000);
+    EXPECT_EQ(read(m_in, &bytes[0], bytes.size()), sent) << "whole or not at all";
 }
