@@ -8,21 +8,7 @@
 #include "RequestReader.h"
 #include "XMLOpt.h"
 
-namespace {
-
 constexpr size_t kPiece = 7;
-
-void Read(std::string_view line) {
-    AgentRequest request;
-    std::string fault;
-    const bool isRequest = ReadRequest(line, request, fault);
-    const std::string envelope = OperationEnvelope(request.opcode, request.parameters.Text());
-    if (isRequest != fault.empty() || (isRequest && !CXMLOpt(envelope.c_str()).IsWellFormed())) {
-        abort();
-    }
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = std::string(reinterpret_cast<const char*>(data), size) + "\n";
@@ -31,7 +17,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t at = 0; at < text.size() && !lines.IsTooLong(); at += kPiece) {
         for (lines.Add(text.substr(at, kPiece)); lines.Line().has_value(); lines.Drop()) {
             seen.append(*lines.Line()).append("\n");
-            Read(*lines.Line());
+            AgentRequest request;
+            std::string fault;
+            const bool isRequest = ReadRequest(*lines.Line(), request, fault);
+            const std::string envelope = OperationEnvelope(request.opcode, request.parameters.Text());
+            if (isRequest != fault.empty() || (isRequest && !CXMLOpt(envelope.c_str()).IsWellFormed())) {
+                abort();
+            }
         }
     }
     return lines.IsTooLong() || seen == text ? 0 : (abort(), 0);

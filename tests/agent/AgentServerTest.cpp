@@ -1,0 +1,219 @@
+// The real agent as a hostile or clumsy client meets it, with the test as its service.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "FileUtil.h"
+#include "MessageJson.h"
+#include "RunProgram.h"
+#include "ServiceProcess.h"
+#include "TemporaryFolder.h"
+#include "WaitUntil.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+constexpr char kOk[] = "{\"ok\":true";
+constexpr char kBad[] = R"({"ok":false,"error":"bad-request")";
+constexpr char kStatus[] = "{\"op\":\"status\"}\n";
+constexpr char kUnended[] = "{\"op\":\"terminals\",\"timeout\":0.1}";
+constexpr char kTerminals[] = "{\"op\":\"terminals\"}\n";
+constexpr char kWatch[] = "{\"op\":\"watch\"}\n";
+
+struct Client {
+    Client() {
+        const sockaddr_un address = {AF_UNIX, "agent.sock"};
+        isConnected = connect(Socket(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    }
+    int Socket() const { return fileno(stream.get()); }
+    bool Tell(const std::string& requests, int flags = 0) const {
+        return send(Socket(), requests.data(), requests.size(), flags | MSG_NOSIGNAL) ==
+               ssize_t(requests.size());
+    }
+    // The next line; empty at the end.
+    std::string Line() const {
+        std::string line;
+        for (int byte = 0; (byte = fgetc(stream.get())) != EOF && byte != '\n';) {
+            line += static_cast<char>(byte);
+        }
+        return line;
+    }
+    std::string Ask(const std::string& requests) const { return Tell(requests), Line(); }
+
+    const FileOwner stream{fdopen(socket(AF_UNIX, SOCK_STREAM, 0), "r")};
+    bool isConnected = false;
+};
+
+std::string Message(const std::string& opcode, const std::string& parameters) {
+    return "<M><OpT>T</OpT><OpC>" + opcode + "</OpC><P>" + parameters + "</P></M>";
+}
+
+// The test has the service's ends of the FIFOs.
+class AgentServer : public testing::Test {
+  protected:
+    void SetUp() override {
+        agent = std::make_unique<ServiceProcess>();
+        ASSERT_TRUE(WaitUntil([] { return Client().isConnected; }));
+        ExpectOperation("ClientStart");
+    }
+    void Report(const std::string& opcode, const std::string& parameters) const {
+        const std::string message = Message(opcode, parameters);
+        ASSERT_LT(0, write(toAgent.Get(), message.c_str(), message.size() + 1));
+    }
+    void ExpectOperation(const std::string& text) const {
+        char bytes[4096] = {};
+        EXPECT_TRUE(WaitUntil([&] {
+            return read(fromAgent.Get(), bytes, sizeof(bytes)) > 0 && strstr(bytes, text.c_str()) != nullptr;
+        })) << text;
+    }
+    long Memory() const {
+        const std::string status = folder.Read("/proc/" + std::to_string(agent->Pid()) + "/status");
+        return atol(status.c_str() + status.find("VmRSS:") + 6);
+    }
+
+    const TemporaryFolder folder;
+    const Descriptor toAgent{(mkfifo("serverpipe", 0600), open("serverpipe", O_RDWR | O_NONBLOCK))};
+    const Descriptor fromAgent{(mkfifo("clientpipe", 0600), open("clientpipe", O_RDWR | O_NONBLOCK))};
+    std::unique_ptr<ServiceProcess> agent;
+};
+
+}  // namespace
+
+TEST_F(AgentServer, AnswersInOrderAlsoAfterAHalfClose) {
+    const std::string refused = folder.Read(REFUSED_REQUESTS);
+    const Client client;
+    EXPECT_THAT(client.Ask(kUnended + ("\n" + refused) + "{\"op\":\"history\"}\n" + kUnended),
+                HasSubstr("\"timeout\""));
+    shutdown(client.Socket(), SHUT_WR);
+    for (auto row = std::count(refused.begin(), refused.end(), '\n'); row > 0; --row) {
+        EXPECT_THAT(client.Line(), StartsWith(kBad)) << row << " rows before the last one";
+    }
+    EXPECT_THAT(client.Line(), StartsWith("{\"ok\":true,\"history\":[{"));
+    EXPECT_THAT(client.Line(), HasSubstr("\"timeout\""));
+    EXPECT_EQ("", client.Line());
+}
+
+TEST_F(AgentServer, BoundsRequests) {
+    const std::string send = "{\"op\":\"send\",\"opcode\":\"A\",\"parameters\":{";
+    const std::string longest = "{\"op\":\"status\",\"x\":\"" + std::string(65536 - 22, 'y') + "\"}";
+    const Client client;
+    EXPECT_THAT(client.Ask(std::string(60000, '[') + "\n"), StartsWith(kBad));
+    EXPECT_THAT(client.Ask(send + "\"a\":\"" + std::string(4080, 'x') + "\"}}\n"), StartsWith(kBad));
+    EXPECT_EQ("{\"ok\":true}", client.Ask(send + "}}\n"));
+    EXPECT_THAT(client.Ask(longest + "\n"), StartsWith(kOk));
+    EXPECT_THAT(client.Ask(longest + " \n" + kStatus), StartsWith(kBad));
+    EXPECT_EQ("", client.Line());
+    const Client other;
+    EXPECT_TRUE(other.Tell(std::string(8000000, 'z')));
+    EXPECT_THAT(other.Line(), StartsWith(kBad));
+}
+
+TEST_F(AgentServer, BoundsClientsAndWhatTheyDoNotRead) {
+    std::string requests;
+    for (int count = 0; count < 10000; ++count) {
+        EXPECT_TRUE(Client().isConnected);
+        requests += kStatus;
+    }
+    std::vector<Client> clients(64);
+    EXPECT_THAT(clients.back().Ask(kStatus), StartsWith(kOk));
+    EXPECT_THAT(Client().Line(), HasSubstr("\"error\":\"busy\""));
+    EXPECT_TRUE(WaitUntil([&] { return !clients[0].Tell(requests, MSG_DONTWAIT); }));
+    clients.pop_back();
+    EXPECT_THAT(Client().Ask(kStatus), StartsWith(kOk));
+    EXPECT_LT(Memory(), MOST_MEMORY);
+}
+
+TEST_F(AgentServer, ClosesAWatcherThatDoesNotRead) {
+    const Client watcher, stalled;
+    EXPECT_THAT(watcher.Ask(kWatch) + stalled.Ask(kWatch), StartsWith(kOk));
+    for (int count = 0; count < 1000; ++count) {
+        Report("Dance", std::to_string(count) + std::string(1000, 'x'));
+        ASSERT_THAT(watcher.Line(), HasSubstr("{\"text\":\"" + std::to_string(count) + "x"));
+        for (int behind = 0; count == 200 && behind <= count; ++behind) {
+            ASSERT_THAT(stalled.Line(), HasSubstr("\"" + std::to_string(behind) + "x"));
+        }
+    }
+    for (int left = 0; !stalled.Line().empty(); ++left) {
+        ASSERT_LT(left, 700);
+    }
+}
+
+TEST_F(AgentServer, TellsWhatEndedAStateAndWhomAClientLogsIn) {
+    const Client client;
+    EXPECT_TRUE(client.Tell("{\"op\":\"check\"}\n"));
+    EXPECT_THAT(Client().Ask(kStatus), HasSubstr("\"state\":\"checking\""));
+    Report("NetStateMessageResp", "<type>51</type><newState>32</newState><ErrorCode>20010207</ErrorCode>");
+    EXPECT_THAT(client.Line(), StartsWith(R"({"ok":true,"state":"no-portal")"));
+    Report("NetStateMessageResp", "<type>51</type><newState>33</newState><ErrorCode>30000101</ErrorCode>");
+    EXPECT_TRUE(WaitUntil([] { return Client().Ask(kStatus).find("checking") != std::string::npos; }));
+    EXPECT_THAT(client.Ask("{\"op\":\"history\"}\n"),
+                testing::ContainsRegex("the network check failed.*30000101,\"sub_code\":\"\",\"text\":\"\""));
+    client.Ask(R"({"op":"send","opcode":"PortalConnect","parameters":{"user":"me","password":"<"}})"
+               "\n");
+    ExpectOperation("<password>&lt;</password>");
+    EXPECT_THAT(client.Ask(kStatus), HasSubstr(R"("account":"me","account_file":null,"wanted":true)"));
+}
+
+// A list that answers nothing must not pass for the success of a log-out, which nothing but a list tells.
+TEST_F(AgentServer, AsksForTerminalsOneThingAtATime) {
+    const std::string list = "<response><terminal>t</terminal><terminal><host>h</host></terminal></response>";
+    const std::string logout = "{\"op\":\"terminal-logout\",\"ticket\":\"<1\"}\n";
+    const Client lister, other;
+    EXPECT_TRUE(lister.Tell(kTerminals));
+    ExpectOperation("GetTerminalData");
+    EXPECT_TRUE(other.Tell(logout + logout));
+    EXPECT_THAT(Client().Ask(kStatus), StartsWith(kOk));
+    Report("SetTerminalData", list + "<host>own</host>");
+    EXPECT_EQ(R"({"ok":true,"terminals":["t",{"host":"h"}]})", lister.Line());
+    ExpectOperation("<ticket>&lt;1</ticket>");
+    Report("TerminalTermReturn", "<code>-1</code>");
+    EXPECT_THAT(other.Line(), HasSubstr("\"error\":\"failed\""));
+    ExpectOperation("<ticket>&lt;1</ticket>");
+    Report("SetTerminalData", list);
+    EXPECT_EQ(R"({"ok":true})", other.Line());
+}
+
+TEST(AgentEvents, HoldOneMessageEach) {
+    const std::pair<std::string, const char*> rows[] = {
+        {Message("A", "<l>1</l><o><x>-2</x></o><l><y/></l><t>&lt;\xD6\xD0</t>"),
+         R"({"event":"report","opcode":"A","target":"T","parameters":{"l":["1",{"y":""}],"o":{"x":"-2"},"t":"<中"}})"},
+        {"<M><a", R"({"event":"report","opcode":"","target":"","parameters":{"text":"<M><a"}})"},
+        {Message("SetValue", "<key>k</key><value/>"), R"({"event":"value","key":"k","value":""})"},
+    };
+    for (const auto& [text, event] : rows) {
+        EXPECT_EQ(event, OneLine(*EventOf(::Report(text))));
+    }
+}
+
+TEST_F(AgentServer, EndsAsTheCommandLineDeserves) {
+    const std::tuple<const char*, int, std::string> rows[] = {
+        {"", 1, "already: process " + std::to_string(agent->Pid())},
+        {"--dir other --socket agent.sock", 1, "agent.sock: is served"},
+        {"--dir other --socket clientpipe", 1, "no socket"},
+        {"--dir none", 1, "none: no such folder"},
+        {"--dance", 2, "--dance"},
+        {"--dir other --once", 2, "no account"},
+        {"--version 2>&-", 0, "quorvane-agent 1"},
+    };
+    folder.Write("other/conf", "");
+    for (const auto& [options, status, words] : rows) {
+        std::string output;
+        EXPECT_EQ(status, RunProgram("'" QUORVANE_SERVICE "' " + std::string(options), output)) << options;
+        EXPECT_THAT(output, HasSubstr(words));
+    }
+    kill(agent->Pid(), SIGKILL);
+    EXPECT_FALSE(agent->WaitForExit());
+    SetUp();  // the socket file of the one before is no obstacle
+    EXPECT_EQ(std::filesystem::perms(0660), std::filesystem::status("agent.sock").permissions());
+    kill(agent->Pid(), SIGTERM);
+    EXPECT_EQ(0, agent->WaitForExit());
+    EXPECT_FALSE(folder.Has("agent.sock"));
+}
