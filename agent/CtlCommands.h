@@ -16,6 +16,8 @@ ExitStatus CheckNetwork(const CtlOptions& options);
 ExitStatus ShowTerminals(const CtlOptions& options);
 ExitStatus LogoutTerminal(const CtlOptions& options);
 ExitStatus ShowHistory(const CtlOptions& options);
+// With or without an agent; kFailed when something is amiss.
+ExitStatus ExamineMachine(const CtlOptions& options);
 // Of the account file, with or without an agent.
 ExitStatus SetAccount(const CtlOptions& options);
 ExitStatus ClearAccount(const CtlOptions& options);

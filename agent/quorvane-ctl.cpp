@@ -81,6 +81,14 @@ void AddHistoryOptions(CLI::App& command, CtlOptions& options) {
     command.add_option("--svg", options.svgFile, "Draw it into FILE")->option_text("FILE");
 }
 
+void AddFolder(CLI::App& command, CtlOptions& options) {
+    command
+        .add_option("--dir", options.folder,
+                    "The service's folder; without it the agent's, else " + std::string(kSystemFolder) +
+                        ", else the current one")
+        ->option_text("FOLDER");
+}
+
 void AddAccountFile(CLI::App& command, CtlOptions& options) {
     command
         .add_option("--account-file", options.accountFile,
@@ -112,6 +120,7 @@ constexpr Command kCommands[] = {
     {nullptr, "terminal-logout", "Log another of them out", AddTicket, LogoutTerminal},
     {nullptr, "history", "How long this machine was online and what ended it", AddHistoryOptions,
      ShowHistory},
+    {nullptr, "doctor", "Why this machine is not online", AddFolder, ExamineMachine},
     {kAccountGroup, "set", "Keep an account and its password in the file", AddSetOptions, SetAccount},
     {kAccountGroup, "clear", "Remove the file; a login that stands stays", AddAccountFile, ClearAccount},
 };
