@@ -10,6 +10,7 @@
 namespace {
 
 constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+constexpr size_t kUsualLength = 256;  // a line that grows leaves copies of its beginning in memory
 volatile std::sig_atomic_t endingSignal = 0;
 
 void RememberSignal(int signal) {
@@ -51,6 +52,7 @@ class SilentTerminal {
 
 std::optional<std::string> ReadLine() {
     std::string line;
+    line.reserve(kUsualLength);
     int character = 0;
     while ((character = getchar()) != EOF && character != '\n') {
         line += static_cast<char>(character);
