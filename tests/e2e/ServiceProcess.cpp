@@ -12,8 +12,8 @@
 
 #include "WaitUntil.h"
 
-ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words = {QUORVANE_SERVICE};
+ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments, const std::string& program) {
+    std::vector<std::string> words = {program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     for (std::string& word : words) {
@@ -34,7 +34,7 @@ ServiceProcess::ServiceProcess(const std::vector<std::string>& arguments) {
     }
     close(output);
     if (m_pid < 0) {
-        throw std::runtime_error("the service cannot be started");
+        throw std::runtime_error("a program cannot be started");
     }
 }
 

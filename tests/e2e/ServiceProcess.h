@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
-// The real service as a child process in the working directory. Whatever still runs at the end is killed.
+// The real service, or another program, as a child process in the working directory. Whatever still runs at
+// the end is killed.
 class ServiceProcess {
   public:
-    explicit ServiceProcess(const std::vector<std::string>& arguments = {});
+    explicit ServiceProcess(const std::vector<std::string>& arguments = {},
+                            const std::string& program = QUORVANE_SERVICE);
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;

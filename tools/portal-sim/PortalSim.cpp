@@ -221,6 +221,7 @@ void PortalSim::Serve(Endpoint endpoint, const httplib::Request& received, httpl
 Request PortalSim::Read(Endpoint endpoint, const httplib::Request& received) const {
     Request request;
     request.endpoint = endpoint;
+    request.arrival = std::chrono::steady_clock::now();
     request.path = received.path;
     request.server = received.get_header_value("Host");
     for (const auto& [name, value] : received.headers) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <set>
 #include <string>
@@ -13,6 +14,7 @@ namespace portal_sim {
 // One request as it arrived, and what was made of it.
 struct Request {
     Endpoint endpoint = Endpoint::Probe;
+    std::chrono::steady_clock::time_point arrival;
     std::string path;
     std::string server;                          // the Host header, "host:port"
     std::map<std::string, std::string> headers;  // names in lower case
