@@ -248,7 +248,6 @@ TEST_F(Agent, IsQuietWhenIdle) {
     constexpr double kIdleShare = 0.005;  // of one core
     constexpr int kResidentKilobytes = 20 * 1024;
     constexpr auto kWatched = seconds(10);
-    WriteSettings("<messageEngine>waiting</messageEngine>");
     PortalIs([](Scenario& scenario) { scenario.pulseSeconds = 600; });
     GoOnline();
     const auto sum = [&](const char* program, const char* file) {

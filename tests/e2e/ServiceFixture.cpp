@@ -64,7 +64,8 @@ std::string ServiceTest::Log() const {
 
 void ServiceTest::WriteSettings(const std::string& elements) {
     folder.Write("conf/conf.xml", "<settings><version>1.0.0</version><redirect>" + portal.ProbeUrl() +
-                                      "</redirect>" + elements + "</settings>");
+                                      "</redirect><messageEngine>" + messageEngine + "</messageEngine>" +
+                                      elements + "</settings>");
 }
 
 void ServiceTest::PutModule(const std::string& name, const std::string& module) {

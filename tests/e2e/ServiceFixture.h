@@ -80,6 +80,7 @@ class ServiceTest : public testing::Test {
     // All that the service has logged.
     std::string Log() const;
 
+    std::string messageEngine = "waiting";  // or else; counts for the next WriteSettings
     TemporaryFolder folder;
     portal_sim::PortalSim portal;
     const Scenario defaults;  // what the portal is unless a story changes it
