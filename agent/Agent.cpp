@@ -54,7 +54,7 @@ ExitStatus Agent::Start() {
     m_signals[2] = m_loop.OnSignal(SIGHUP, [this] { ReadAccountAgain(); });
     m_history.Open(std::time(nullptr));
     m_history.Add({m_since, WordOf(m_state).name, 0, "", ""});
-    m_touch = m_loop.Every(kTouchPeriod, [this] { m_history.Touch(std::time(nullptr)); });
+    m_touch = m_loop.Every(kTouchPeriod, [this] { KeepHistory(); });
     m_network.emplace(m_loop, [this](bool isOther) {
         Keep(
             [isOther](LoginKeeper& keeper, LoginKeeper::Moment now) { keeper.NetworkChanged(isOther, now); });

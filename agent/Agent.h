@@ -83,6 +83,7 @@ class Agent final : public ILinkListener, public IKeeperHost, public IRequestHan
     // What is shown (AgentStatus.cpp).
     void NoteState();
     HistoryEntry EntryOfState() const;
+    void KeepHistory();
     void NoteValue(const Report& message);
     std::string StateWords() const;
     void AddStatus(cJSON& object);

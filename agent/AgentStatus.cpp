@@ -49,6 +49,17 @@ HistoryEntry Agent::EntryOfState() const {
     return entry;
 }
 
+// A clock that was ahead when the state began would keep it out of the record.
+void Agent::KeepHistory() {
+    const std::time_t now = std::time(nullptr);
+    if (m_history.Entries().back().time > now) {
+        m_since = now;
+        m_history.Add({now, WordOf(m_state).name, 0, "", ""});
+        m_summary.reset();
+    }
+    m_history.Touch(now);
+}
+
 void Agent::NoteValue(const Report& message) {
     if (message.opcode != ClientReport::kValue) {
         return;

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
 #include "AgentProtocol.h"
@@ -70,18 +71,26 @@ FileOwner OpenForReading(const std::string& path) {
 
 }  // namespace
 
-HistorySummary Summarize(const std::deque<HistoryEntry>& entries, std::time_t since, std::time_t now) {
+std::deque<HistoryEntry> HistoryUntil(const std::deque<HistoryEntry>& entries, std::time_t now) {
+    std::deque<HistoryEntry> possible;
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(possible),
+                 [now](const HistoryEntry& entry) { return entry.time <= now; });
+    return possible;
+}
+
+HistorySummary Summarize(const std::deque<HistoryEntry>& all, std::time_t since, std::time_t now) {
+    const std::deque<HistoryEntry> entries = HistoryUntil(all, now);
     HistorySummary summary;
     std::time_t online = 0;
     std::time_t begin = since;
     for (size_t i = 0; i < entries.size(); ++i) {
         const HistoryEntry& entry = entries[i];
-        begin = std::max(begin, std::min(entry.time, now));
-        const std::time_t next = i + 1 < entries.size() ? std::min(entries[i + 1].time, now) : now;
+        begin = std::max(begin, entry.time);
+        const std::time_t next = i + 1 < entries.size() ? entries[i + 1].time : now;
         const std::time_t duration = std::max<std::time_t>(next - begin, 0);
         summary.lookedAt += entry.state != kAgentStopped ? duration : 0;
         online += IsMachineOnline(entry) ? duration : 0;
-        const bool isWithin = entry.time >= since && entry.time <= now;
+        const bool isWithin = entry.time >= since;
         summary.interruptions += isWithin && i > 0 && Interrupts(entries[i - 1], entry) ? 1 : 0;
     }
     if (summary.lookedAt > 0) {

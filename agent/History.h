@@ -28,10 +28,13 @@ struct HistorySummary {
     int interruptions = 0;
     std::time_t lookedAt = 0;  // seconds
 };
-// Of `entries` in their order, from `since` to `now`; the last entry before `since` tells the state at its
-// beginning. An entry that is older than the one before it, as after the clock was put back, counts from
-// then.
-HistorySummary Summarize(const std::deque<HistoryEntry>& entries, std::time_t since, std::time_t now);
+// Without the entries of a time that is yet to come, which a clock that was ahead has left.
+std::deque<HistoryEntry> HistoryUntil(const std::deque<HistoryEntry>& entries, std::time_t now);
+
+// Of `all` entries in their order, from `since` to `now`; the last entry before `since` tells the state at
+// its beginning. An entry that is older than the one before it, as after the clock was put back, counts from
+// then, one that is yet to come not at all.
+HistorySummary Summarize(const std::deque<HistoryEntry>& all, std::time_t since, std::time_t now);
 
 // As a line of the file, without the line feed, and back; what is no such line gives false, with `entry` as
 // it was.

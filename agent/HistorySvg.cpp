@@ -263,5 +263,5 @@ class Drawing {
 }  // namespace
 
 std::string HistoryAsSvg(const std::deque<HistoryEntry>& entries, std::time_t since, std::time_t now) {
-    return Drawing(entries, since, now).Document();
+    return Drawing(HistoryUntil(entries, now), since, now).Document();
 }

@@ -111,6 +111,7 @@ TEST(AgentHistory, SumsUpTheTimeInWhichAnAgentLookedOn) {
         {"a log-out", {{0, "online"}, {150, "logging-out"}, {160, "ready"}}, 0.5, 0, 100},
         {"no agent", {{0, "online"}, {120, "agent-stopped"}, {180, "offline"}}, 0.5, 0, 40},
         {"clock put back", {{0, "ready"}, {150, "online"}, {120, "ready"}, {170, "online"}}, 0.3, 1, 100},
+        {"clock ahead", {{0, "online"}, {9000, "ready"}, {9009, "online"}, {160, "ready"}}, 0.6, 1, 100},
     };
     for (const auto& [what, states, share, interruptions, lookedAt] : rows) {
         std::deque<HistoryEntry> entries;
