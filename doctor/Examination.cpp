@@ -132,9 +132,9 @@ bool Examination::IsOpenNetwork() const {
     return agent && agent->state == kOpenNetwork;
 }
 
-std::vector<ServiceProcess> Examination::OwnServices() const {
+std::vector<RunningService> Examination::OwnServices() const {
     const int recorded = atoi(recordedPid);
-    std::vector<ServiceProcess> own;
+    std::vector<RunningService> own;
     std::copy_if(services.begin(), services.end(), std::back_inserter(own), [recorded](const auto& service) {
         return service.isInFolder || (service.workingFolder.empty() && service.pid == recorded);
     });
@@ -142,6 +142,6 @@ std::vector<ServiceProcess> Examination::OwnServices() const {
 }
 
 uid_t Examination::ServiceUser() const {
-    const std::vector<ServiceProcess> own = OwnServices();
+    const std::vector<RunningService> own = OwnServices();
     return own.empty() ? folderOwner : own.front().user;
 }

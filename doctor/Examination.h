@@ -48,7 +48,7 @@ struct Examination {
     bool IsOpenNetwork() const;
     std::string InFolder(const char* name) const { return folder + "/" + name; }
     // The services of the folder, by where they work or, where that may not be seen, by the recorded id.
-    std::vector<ServiceProcess> OwnServices() const;
+    std::vector<RunningService> OwnServices() const;
     // Who has to read and write the folder: the service that runs, else the folder's owner.
     uid_t ServiceUser() const;
 
@@ -72,7 +72,7 @@ struct Examination {
     CAutoString servers;
     CAutoString serversIPv6;
 
-    std::vector<ServiceProcess> services;
+    std::vector<RunningService> services;
     bool isAgentThere = false;
     std::optional<AgentStatus> agent;  // none when its answer cannot be read
 

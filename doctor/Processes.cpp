@@ -60,8 +60,8 @@ bool HasEnded(pid_t pid) {
     return readlink(PathOf(pid, "cwd").c_str(), target, sizeof(target)) < 0 && errno == ENOENT;
 }
 
-ServiceProcess Describe(pid_t pid, const struct stat& folder) {
-    ServiceProcess service;
+RunningService Describe(pid_t pid, const struct stat& folder) {
+    RunningService service;
     service.pid = pid;
     struct stat status = {};
     if (stat(PathOf(pid, "").c_str(), &status) == 0) {
@@ -92,8 +92,8 @@ bool Reads(pid_t pid, const struct stat& fifo) {
 
 }  // namespace
 
-std::vector<ServiceProcess> FindServices(const std::string& folder) {
-    std::vector<ServiceProcess> services;
+std::vector<RunningService> FindServices(const std::string& folder) {
+    std::vector<RunningService> services;
     struct stat wanted = {};
     (void)stat(folder.c_str(), &wanted);  // one that is missing is nobody's
     for (const pid_t pid : AllProcesses()) {

@@ -8,7 +8,7 @@
 // What /proc tells about other processes. Nothing is opened, signalled or traced; of other users' processes
 // an ordinary user sees little.
 
-struct ServiceProcess {
+struct RunningService {
     pid_t pid = 0;
     uid_t user = 0;
     bool isInFolder = false;    // it works in the folder asked for
@@ -18,7 +18,7 @@ struct ServiceProcess {
 
 // All processes of the service's name, the ones of other networks (containers) left out. `folder` is the
 // working folder that is looked for.
-std::vector<ServiceProcess> FindServices(const std::string& folder);
+std::vector<RunningService> FindServices(const std::string& folder);
 
 // The name of the running process; empty when there is none.
 std::string ProcessName(pid_t pid);

@@ -33,10 +33,10 @@ std::string List(const std::vector<pid_t>& processes) {
     return text + (processes.size() > kShownProcesses ? " and more" : "");
 }
 
-std::vector<pid_t> IdsOf(const std::vector<ServiceProcess>& services) {
+std::vector<pid_t> IdsOf(const std::vector<RunningService>& services) {
     std::vector<pid_t> ids(services.size());
     std::transform(services.begin(), services.end(), ids.begin(),
-                   [](const ServiceProcess& service) { return service.pid; });
+                   [](const RunningService& service) { return service.pid; });
     return ids;
 }
 
@@ -59,9 +59,9 @@ Verdict JudgeRecordedId(const Examination& examination) {
     return Found(Finding::kForeignProcess, std::to_string(pid) + " is " + Shortened(name, kShownText));
 }
 
-const ServiceProcess* FindOther(const Examination& examination) {
+const RunningService* FindOther(const Examination& examination) {
     const auto other = std::find_if(examination.services.begin(), examination.services.end(),
-                                    [](const ServiceProcess& service) { return service.isElsewhere; });
+                                    [](const RunningService& service) { return service.isElsewhere; });
     return other != examination.services.end() ? &*other : nullptr;
 }
 
@@ -139,7 +139,7 @@ bool IsOfFolder(const AgentStatus& agent, const std::string& folder) {
 }  // namespace
 
 Verdict LookAtProcess(Examination& examination) {
-    const std::vector<ServiceProcess> own = examination.OwnServices();
+    const std::vector<RunningService> own = examination.OwnServices();
     const bool mayKnow = examination.folderFailure == 0 && examination.settingsFailure != EACCES;
     if (own.empty()) {
         return mayKnow ? JudgeRecordedId(examination) : Skipped("the recorded process id cannot be read");
@@ -149,7 +149,7 @@ Verdict LookAtProcess(Examination& examination) {
     }
     const std::string described =
         "process " + std::to_string(own.front().pid) + " as " + UserName(own.front().user);
-    const ServiceProcess* other = FindOther(examination);
+    const RunningService* other = FindOther(examination);
     if (other != nullptr) {
         return Found(Finding::kOtherService, described + ", besides " + std::to_string(other->pid) + " in " +
                                                  Shortened(other->workingFolder, kShownText));
