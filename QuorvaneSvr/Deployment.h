@@ -1,6 +1,7 @@
 #pragma once
 
-// What differs from one campus to the next. The build overrides each with the CMake option of the same name.
+// What differs from one campus to the next. The build overrides each with the CMake option of the same name,
+// and a setting goes before it.
 
 // Asked by the network check over IPv4; the portal answers it with a redirect to its own pages. A fixed
 // address of the access network.

@@ -68,6 +68,7 @@ int CPortalConn::InitPortalConf() {
 
     m_redirectUrl = ValueOr(settings.GetLocalValue(SettingsKey::kProbeUrl), QUORVANE_PROBE_URL);
     m_redirectUrlIpv6 = ValueOr(settings.GetLocalValue(SettingsKey::kProbeUrlIPv6), QUORVANE_PROBE_URL_IPV6);
+    m_portalParse.SetMarkerHost(settings.GetLocalValue(SettingsKey::kMarkerHost));
     LoadRecord(settings, record);
     if (record.nDefaultAuth == 0) {
         record.nDefaultAuth = 1;

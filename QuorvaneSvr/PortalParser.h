@@ -120,6 +120,8 @@ class CPortalParser {
     // Replaces the algorithm module by the body of `data`. 1 replaced, 0 no body, -1 not written.
     int UpdateAlgoid(CHttpData* data);
 
+    // The host name in the two markers around the configuration; empty for the one built in.
+    void SetMarkerHost(const CAutoString& host) { m_markerHost = host; }
     // Copies the configuration document out of the portal page. Returns its length; 0, with `config`
     // untouched, when the page does not hold both markers.
     int GetConfigWithString(CAutoString page, CAutoString& config);
@@ -179,4 +181,6 @@ class CPortalParser {
 
   private:
     bool OpenResponse(const CAutoString& document, CMarkup& markup);
+
+    CAutoString m_markerHost;
 };

@@ -10,8 +10,7 @@
 
 namespace {
 
-constexpr char kConfigOpening[] = "<!--//" QUORVANE_MARKER_HOST;
-constexpr char kConfigClosing[] = "//" QUORVANE_MARKER_HOST "-->";
+constexpr char kConfigOpening[] = "<!--//";  // the marker's host follows
 constexpr char kConfigRoot[] = "config";
 
 constexpr uint64_t kDefaultStateInterval = 5;  // seconds
@@ -142,12 +141,14 @@ int NumberBetween(const CAutoString& text, const char* opening, const char* clos
 
 // A page without the closing marker carries no configuration: there is no telling where it would end.
 int CPortalParser::GetConfigWithString(CAutoString page, CAutoString& config) {
-    const int opening = page.Find(kConfigOpening);
+    const CAutoString host = m_markerHost.IsEmpty() ? QUORVANE_MARKER_HOST : m_markerHost;
+    const CAutoString openingMarker = kConfigOpening + host;
+    const int opening = page.Find(openingMarker);
     if (opening < 0) {
         return 0;
     }
-    const int start = opening + static_cast<int>(strlen(kConfigOpening));
-    const int end = page.Find(kConfigClosing, start);
+    const int start = opening + openingMarker.GetLength();
+    const int end = page.Find("//" + host + "-->", start);
     if (end < 0) {
         return 0;
     }

@@ -10,9 +10,10 @@ inline constexpr char kHostName[] = "hostName";
 inline constexpr char kVersion[] = "version";
 // How the message engines take their messages.
 inline constexpr char kMessageEngine[] = "messageEngine";
-// What a start begins with.
+// What a start begins with. The first three stand for values of Deployment.h.
 inline constexpr char kProbeUrl[] = "redirect";
 inline constexpr char kProbeUrlIPv6[] = "redirectipv6";
+inline constexpr char kMarkerHost[] = "markerHost";
 inline constexpr char kDisasterMarker[] = "disasterUrl";
 inline constexpr char kConnected[] = "connState";
 // The ticket, also a value that front ends are told.

@@ -43,6 +43,14 @@ TEST_F(Discovery, MachineWithIpv6OnlyLogsInOverIt) {
     RestoreLinks();
 }
 
+TEST_F(Discovery, MarkerOfTheSettingsIsLookedFor) {
+    WriteSettings("<markerHost>login.campus.example</markerHost>");
+    StartSession();
+    ExpectReport(kUnknownNetwork);  // the page with the marker that is built in is any page
+    PortalIs([](Scenario& scenario) { scenario.markerHost = "login.campus.example"; });
+    ExpectReport(kReady);
+}
+
 TEST_F(Discovery, OpenNetworkIsWatchedUntilAPortalAppears) {
     PortalIs([](Scenario& scenario) { scenario.portal = false; });
     StartSession();

@@ -112,8 +112,9 @@ std::string OrdinaryPage() {
 }
 
 std::string PortalPage(const Scenario& scenario, const std::string& server, const std::string& ticketServer) {
-    return "<html><head><title>Log in</title></head><body>\n<!--//" QUORVANE_MARKER_HOST +
-           ConfigDocument(scenario, server, ticketServer) + "//" QUORVANE_MARKER_HOST "-->\n</body></html>";
+    const std::string host = scenario.markerHost.empty() ? QUORVANE_MARKER_HOST : scenario.markerHost;
+    return "<html><head><title>Log in</title></head><body>\n<!--//" + host +
+           ConfigDocument(scenario, server, ticketServer) + "//" + host + "-->\n</body></html>";
 }
 
 std::string TicketDocument(const Scenario& scenario, const std::string& ticket) {

@@ -113,6 +113,7 @@ struct Scenario {
     std::string wlanAcIp = "10.8.0.1";
 
     // The configuration document in the portal page.
+    std::string markerHost;      // in the two markers around it; empty: the one that the build chose
     unsigned stateInterval = 5;  // seconds between two state requests
     std::string servers;         // of the cluster: addresses with commas between them; empty: no such element
     std::vector<LoginType> loginTypes = {{"jvn-http-pap", true}, {"jvn-mobile-qr", false}};

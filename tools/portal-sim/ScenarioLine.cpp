@@ -21,6 +21,7 @@ constexpr TextSetting kTextSettings[] = {
     {"wlanuserip", &Scenario::wlanUserIp},
     {"wlanusermac", &Scenario::wlanUserMac},
     {"wlanacip", &Scenario::wlanAcIp},
+    {"marker-host", &Scenario::markerHost},
     {"servers", &Scenario::servers},
     {"account-type", &Scenario::accountType},
     {"account-value", &Scenario::accountValue},
