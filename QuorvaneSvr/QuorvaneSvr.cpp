@@ -23,7 +23,6 @@ namespace {
 constexpr char kOutgoingPipe[] = "serverpipe";
 constexpr char kIncomingPipe[] = "clientpipe";
 constexpr int kAllLevels = DEBUG;
-constexpr char kWaitingEngine[] = "waiting";  // the one value of the setting that means something
 
 constexpr char kVersion[] = "QuorvaneSvr " QUORVANE_VERSION "\n";
 constexpr char kUsage[] =
@@ -98,7 +97,7 @@ void InitLog() {
 
 void ChooseMessageEngine() {
     CMsgEngine::SetWaiting(CInfoCenter::GetInst()->GetLocalValue(SettingsKey::kMessageEngine) ==
-                           kWaitingEngine);
+                           MessageEngine::kWaiting);
 }
 
 void InitPortal(IServer& server) {

@@ -45,8 +45,8 @@ inline constexpr SavedText kSavedTexts[] = {
 inline constexpr SavedNumber kSavedNumbers[] = {
     {RecordGroup::kConfig, {"defaultAuth", &CAuthConfig::nDefaultAuth}},
     {RecordGroup::kLogin, {"keepRetry", &CAuthConfig::iKeepRetry}},
-    {RecordGroup::kByHand, {"plusInterval", &CAuthConfig::fileInterval}},
-    {RecordGroup::kByHand, {"plusFlag", &CAuthConfig::fileIntervalFlag}},
+    {RecordGroup::kByHand, {SettingsKey::kPulseInterval, &CAuthConfig::fileInterval}},
+    {RecordGroup::kByHand, {SettingsKey::kPulseFlag, &CAuthConfig::fileIntervalFlag}},
 };
 
 // Hands each text of the group to `visit`.

@@ -20,7 +20,19 @@ inline constexpr char kConnected[] = "connState";
 inline constexpr char kTicket[] = "ticket";
 // Saved for whoever reads the file: a start asks the portal for it.
 inline constexpr char kTicketUrl[] = "tickUrl";
+// For those whom the portal's pulse interval does not suit.
+inline constexpr char kPulseInterval[] = "plusInterval";
+inline constexpr char kPulseFlag[] = "plusFlag";
 // The portal's server lists.
 inline constexpr char kServers[] = "serverCluster";
 inline constexpr char kServersIPv6[] = "serverCluster6";
+// Not the service's, which only keeps them: what prepare/ has to know at the next start.
+inline constexpr char kMachine[] = "machine";
+inline constexpr char kReplaced[] = "replaced";
 }  // namespace SettingsKey
+
+// Values of kMessageEngine. Only the first one means something, any other is as good as the second.
+namespace MessageEngine {
+inline constexpr char kWaiting[] = "waiting";
+inline constexpr char kPolling[] = "polling";
+}  // namespace MessageEngine
