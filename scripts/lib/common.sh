@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
-readonly service_folders=(Comm QuorvaneSvr agent doctor tools)  # what the service needs and what ships beside it
+readonly service_folders=(Comm QuorvaneSvr agent doctor prepare tools)  # what the service needs and what ships beside it
 
 # find_sources [FOLDER...]: the C and C++ files there, one a line; without an argument all of the project's.
 find_sources() {
