@@ -6,12 +6,16 @@
 #include <cctype>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 #include <utility>
 
 #include "Documents.h"
 #include "SampleTransform.h"
+
+namespace fs = std::filesystem;
 
 namespace portal_sim {
 namespace {
@@ -38,10 +42,21 @@ std::string Clock() {
     return std::string(text) + fraction;
 }
 
-// What a client without a module is given. Empty, which no client takes, when the build lacks it.
+// Seen from the program: installed, or in the folder of the build. Either may be moved as a whole.
+constexpr const char* kFirstModules[] = {PORTAL_SIM_PATH_TO_MODULES "/sample-1.zxm",
+                                         "../modules/sample-1.zxm"};
+
+// What a client without a module is given. Empty, which no client takes, when there is none.
 std::string FirstModule() {
-    std::ifstream file(PORTAL_SIM_FIRST_MODULE, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::error_code noProc;
+    const fs::path folder = fs::read_symlink("/proc/self/exe", noProc).parent_path();
+    for (const char* path : kFirstModules) {
+        std::ifstream file(folder / path, std::ios::binary);
+        if (file) {
+            return {std::istreambuf_iterator<char>(file), {}};
+        }
+    }
+    return {};
 }
 
 }  // namespace
