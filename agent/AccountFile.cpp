@@ -26,6 +26,8 @@ constexpr mode_t kFolderMode = 0755;
 constexpr mode_t kOpenToOthers = S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
 constexpr char kCredentialsFolder[] = "CREDENTIALS_DIRECTORY";  // in the environment, set by systemd
+constexpr char kNoCredential[] =
+    "\n";  // what the unit hands over while there is no account, for it has to be one
 
 // Programs write a file in more than one step.
 constexpr milliseconds kQuiet(100);
@@ -125,6 +127,8 @@ AccountReading ReadOpened(const std::string& path, int file) {
     std::string content;
     if (!ReadContent(file, content)) {
         reading = Fault(ExitStatus::kUsage, path, std::string("cannot be read: ") + strerror(errno));
+    } else if (content == kNoCredential && IsCredential(path)) {
+        reading = {};
     } else if (content.size() > kLargestFile) {
         reading = Fault(ExitStatus::kUsage, path, "is longer than 4 KiB");
     } else if (content.find('\0') != std::string::npos) {

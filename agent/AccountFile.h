@@ -21,7 +21,7 @@ struct AccountReading {
 
 // First line the account, second line the password as it stands, whatever its bytes but NUL; LF or CR LF; at
 // most 4 KiB; further lines are ignored. A file that group or others may read or write is refused, unless it
-// lies below $CREDENTIALS_DIRECTORY, where systemd guards it.
+// lies below $CREDENTIALS_DIRECTORY, where systemd guards it; there a lone line feed is as good as no file.
 AccountReading ReadAccountFile(const std::string& path);
 
 // Writes it aside and renames it into place: mode 0600, the former file's owner. A missing folder is made; a

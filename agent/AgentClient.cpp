@@ -24,10 +24,12 @@ constexpr std::chrono::seconds kPatience{2};
 
 constexpr char kHereSocket[] = "./agent.sock";
 
-// Empty when the path cannot be looked at, or nobody joins its group.
+// That of its folder where only the group may look into that. Empty when neither can be looked at, or nobody
+// joins it.
 std::string GroupOf(const std::string& path) {
     struct stat found = {};
-    if (stat(path.c_str(), &found) != 0) {
+    const std::string folder = path.substr(0, path.rfind('/') + 1) + ".";
+    if (stat(path.c_str(), &found) != 0 && stat(folder.c_str(), &found) != 0) {
         return "";
     }
     const group* owner = found.st_gid != 0 ? getgrgid(found.st_gid) : nullptr;

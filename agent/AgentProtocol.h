@@ -111,3 +111,5 @@ constexpr char kSocketName[] = "agent.sock";
 constexpr char kSystemSocket[] = "/run/quorvane/agent.sock";
 constexpr char kSystemFolder[] = "/var/lib/quorvane";
 constexpr char kSystemAccountFile[] = "/etc/quorvane/account";
+constexpr char kSystemCredentials[] =
+    "/run/credentials/";  // where systemd puts copies of files such as this one

@@ -18,7 +18,7 @@ std::string FindAccountFile(const CtlOptions& options) {
         return options.accountFile;
     }
     const JsonOwner status = StatusIfThere(options.socket);
-    const std::string named = TextOf(status.get(), AgentField::kAccountFile);
+    const std::string named = AccountFileOf(status.get());
     return named.empty() ? kSystemAccountFile : named;
 }
 

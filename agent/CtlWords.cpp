@@ -91,7 +91,7 @@ std::string SinceWords(const cJSON& status, std::time_t now) {
 
 std::string AccountWords(const cJSON& status) {
     const std::string account = ShownField(&status, AgentField::kAccount);
-    const std::string file = ShownField(&status, AgentField::kAccountFile);
+    const std::string file = Shown(AccountFileOf(&status));
     if (account.empty()) {
         return file.empty() ? "none" : "none (awaited in " + file + ")";
     }
@@ -254,6 +254,11 @@ std::string DurationWords(std::time_t seconds) {
 ExitStatus StatusOfState(const std::string& state) {
     const StateLook* look = FindLook(state);
     return look != nullptr ? look->status : ExitStatus::kFailed;
+}
+
+std::string AccountFileOf(const cJSON* status) {
+    const std::string named = TextOf(status, AgentField::kAccountFile);
+    return StartsWith(named, kSystemCredentials) ? kSystemAccountFile : named;
 }
 
 std::string StatusWords(const cJSON& status, std::time_t now, bool inColour) {

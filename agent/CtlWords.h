@@ -28,6 +28,9 @@ std::string DurationWords(std::time_t seconds);
 // The exit status that tells a state; kFailed for one that is unknown.
 ExitStatus StatusOfState(const std::string& state);
 
+// The file that the agent's account is kept in: the one that it names, or what that is the copy of; empty
+// without one. `status` may be null.
+std::string AccountFileOf(const cJSON* status);
 // The status fields: a line each for state, since when, account, address, last code, next try and the last
 // day; without the last line feed, as everything here.
 std::string StatusWords(const cJSON& status, std::time_t now, bool inColour);

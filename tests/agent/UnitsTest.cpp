@@ -159,7 +159,7 @@ TEST(AgentAccount, FirstLineIsTheAccountSecondOneThePassword) {
         {"me\nse cret", 0400, "me|se cret"},     {"me\r\nsecret\r\nmore\n", 0600, "me|secret"},
         {"me\n \xff\t\r", 0600, "me| \xff\t\r"}, {"m\n" + longest, 0600, "m|" + longest},
         {"m\n" + longest + "\n", 0600, "2"},     {"me\nsec" + kNul + "ret", 0600, "2"},
-        {"me", 0600, "2"}, {"\nsecret\n", 0600, "2"}, {"me\n\r\n", 0600, "2"},
+        {"me", 0600, "2"}, {"\nsecret\n", 0600, "2"}, {"me\n\r\n", 0600, "2"}, {"\n", 0600, "2"},
         {"a\nb", 0640, "8"}, {"a\nb", 0620, "8"}, {"a\nb", 0604, "8"},
     };
     // clang-format on
@@ -176,6 +176,9 @@ TEST(AgentAccount, FirstLineIsTheAccountSecondOneThePassword) {
         setenv("CREDENTIALS_DIRECTORY", guarded, 1);
         EXPECT_EQ(Reading("inner/link"), expected) << "lies below " << guarded << "?";
     }
+    folder.Write("account", "\n");
+    setenv("CREDENTIALS_DIRECTORY", ".", 1);
+    EXPECT_EQ(Reading("account"), "0") << "stands for none, but only as a credential";
     unsetenv("CREDENTIALS_DIRECTORY");
 }
 
