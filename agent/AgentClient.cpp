@@ -28,7 +28,7 @@ constexpr char kHereSocket[] = "./agent.sock";
 // joins it.
 std::string GroupOf(const std::string& path) {
     struct stat found = {};
-    const std::string folder = path.substr(0, path.rfind('/') + 1) + ".";
+    const std::string folder = path.substr(0, path.rfind('/'));
     if (stat(path.c_str(), &found) != 0 && stat(folder.c_str(), &found) != 0) {
         return "";
     }
