@@ -12,7 +12,6 @@
 namespace {
 
 constexpr char kAnyMarker[] = "<!--//";
-constexpr char kOurMarker[] = "<!--//" QUORVANE_MARKER_HOST;
 constexpr char kPasswordLogin[] = "jvn-http-pap";
 constexpr size_t kShownAddress = 200;
 constexpr size_t kLongestMarker = 80;
@@ -110,15 +109,18 @@ Verdict LookAtHops(Examination& examination) {
 Verdict LookAtMarker(Examination& examination) {
     const CAutoString& page = examination.chain.page;
     CAutoString& configuration = examination.configuration;
-    if (CPortalParser().GetConfigWithString(page, configuration) > 0) {
-        return Good(QUORVANE_MARKER_HOST ", " + std::to_string(configuration.GetLength()) +
+    const CAutoString host = ValueOr(examination.markerHost, QUORVANE_MARKER_HOST);
+    CPortalParser parser;
+    parser.SetMarkerHost(host);
+    if (parser.GetConfigWithString(page, configuration) > 0) {
+        return Good(host.GetText() + ", " + std::to_string(configuration.GetLength()) +
                     " bytes of configuration");
     }
-    if (page.Find(kOurMarker) >= 0) {
+    if (page.Find(kAnyMarker + host) >= 0) {
         return Found(Finding::kMarkerNotClosed, Shortened(examination.chain.hops.back().url, kShownAddress));
     }
     if (page.Find(kAnyMarker) >= 0 && !examination.IsOnline()) {
-        return Found(Finding::kOtherMarker, MarkerIn(page) + " instead of " QUORVANE_MARKER_HOST);
+        return Found(Finding::kOtherMarker, MarkerIn(page) + " instead of " + host.GetText());
     }
     return JudgeOrdinaryPage(examination);
 }

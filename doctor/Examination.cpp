@@ -28,9 +28,13 @@ struct SettingText {
     CAutoString Examination::*field;
 };
 constexpr SettingText kSettingTexts[] = {
-    {SettingsKey::kVersion, &Examination::version},    {SettingsKey::kProcessId, &Examination::recordedPid},
-    {SettingsKey::kProbeUrl, &Examination::probeIPv4}, {SettingsKey::kProbeUrlIPv6, &Examination::probeIPv6},
-    {SettingsKey::kServers, &Examination::servers},    {SettingsKey::kServersIPv6, &Examination::serversIPv6},
+    {SettingsKey::kVersion, &Examination::version},
+    {SettingsKey::kProcessId, &Examination::recordedPid},
+    {SettingsKey::kProbeUrl, &Examination::probeIPv4},
+    {SettingsKey::kProbeUrlIPv6, &Examination::probeIPv6},
+    {SettingsKey::kServers, &Examination::servers},
+    {SettingsKey::kServersIPv6, &Examination::serversIPv6},
+    {SettingsKey::kMarkerHost, &Examination::markerHost},
 };
 
 std::string Absolute(const std::string& folder) {

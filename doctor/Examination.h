@@ -69,6 +69,7 @@ struct Examination {
     CAutoString recordedPid;
     CAutoString probeIPv4;
     CAutoString probeIPv6;
+    CAutoString markerHost;
     CAutoString servers;
     CAutoString serversIPv6;
 

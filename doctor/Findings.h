@@ -80,7 +80,7 @@ inline constexpr FindingRow kFindings[] = {
     {Finding::kNoMarker, CheckResult::kFault, "the portal's page holds no configuration",
      "ask the operator of the portal, or look whether another program of the campus is wanted"},
     {Finding::kOtherMarker, CheckResult::kFault, "the page's marker has another name",
-     "build the service with QUORVANE_MARKER_HOST as the page has it"},
+     "set markerHost in the settings to the name that the page has"},
     {Finding::kMarkerNotClosed, CheckResult::kFault, "the configuration in the page has no end",
      "ask the operator of the portal"},
     {Finding::kForeignPage, CheckResult::kWarning, "the chain leads to a page of another network",

@@ -54,6 +54,10 @@ struct Campus {
     void Probe(const std::string& address) {
         Run("sed -i 's|<redirect>.*</redirect>|<redirect>" + address + "</redirect>|' conf/conf.xml");
     }
+    void Marker(const std::string& host) {
+        portal.Change([&](auto& scenario) { scenario.markerHost = host; });
+        Run("sed -i 's|</a>|<markerHost>" + host + "</markerHost></a>|' conf/conf.xml");
+    }
     void Become(const std::string& id) { user = static_cast<uid_t>(std::stoul(id)); }
     void Agent(const std::string& status) { agent = status; }
     void Page(const std::string& page) { Serve(HttpAnswer("200 OK", "", page)); }
@@ -134,6 +138,7 @@ const Story kStories[] = {
     {&Campus::Portal, "answer gate status 503", "hops", kFault, "status 503 from http"},
     {&Campus::Portal, "answer page page", "marker", kFault, "holds no configuration"},
     {&Campus::Page, "<!--//\033[2J\xc2\x9bother<config/>", "marker", kFault, "other instead of"},
+    {&Campus::Marker, "login.campus.example", "marker", kGood, "login.campus.example, "},
     {&Campus::Page, "<!--" MARKER "<config/>" MARKER "-->", "configuration", kFault, "address for tickets"},
     {&Campus::Run, "rm zxmAlogic.zxm", "module", kWarning, "no algorithm module yet"},
     {&Campus::Run, "truncate -s 900 zxmAlogic.zxm", "module", kFault, "damaged"},
