@@ -305,7 +305,10 @@ bool AttribScanner::Next() {
         return false;
     }
     const char* const equals = SkipSpace(nameEnd);
-    const char* const quote = *equals == '=' ? SkipSpace(equals + 1) : equals;
+    if (*equals != '=') {
+        return false;
+    }
+    const char* const quote = SkipSpace(equals + 1);
     if (*quote != '"' && *quote != '\'') {
         return false;
     }

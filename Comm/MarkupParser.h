@@ -37,6 +37,13 @@ constexpr size_t kMaxMarkupLength = UINT32_MAX - 1;  // positions have 32 bits
 // the names of more than a few attributes of one tag are sorted). Only kParsed leaves elements in the tree;
 // otherwise it holds the document alone, whose tail is the whole text. Texts above kMaxMarkupLength count as
 // malformed.
+//
+// Malformed is what leaves in doubt where something begins or ends: tags that do not pair, a second root,
+// what is no name, attributes without a blank, an equals sign or quotes or with a name twice; comments,
+// instructions, CDATA sections and a DOCTYPE that do not end or stand in the wrong place. The rest passes,
+// though XML forbids it: characters it has not, references to nothing, "--" in a comment, "]]>" in a text,
+// "<" in an attribute, text around the root, whatever stands in an XML declaration, and any name of bytes
+// from 0x80 on.
 MarkupParseResult ParseMarkup(const std::string& text, ElemPosTree& tree);
 
 // True for a text that can be an element's name.

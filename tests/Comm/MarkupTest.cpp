@@ -38,8 +38,8 @@ const char* const kBad[] = {
     "<a><b></a></b>", "</a>", "<a></a></a>", "<ab></a>", "<a></ab>", "<a></a b='1'>",
     // A second root, names that are none.
     "<a/><b/>", "<a>< /a>", "<1/>", "<a\"/>", "<a/ >",
-    // Attributes: no value, no quotes, no space between, one of them twice, no end.
-    "<a b/>", "<a b=1/>", "<a b='1'c='2'/>", "<a b='1' b='2'/>", "<a b='1/>",
+    // Attributes: no value, no equals sign, no quotes, no space between, one of them twice, no end.
+    "<a b/>", "<a b '1'/>", "<a b=1/>", "<a b='1'c='2'/>", "<a b='1' b='2'/>", "<a b='1/>",
     "<a b='1' c='' d='' e='' f='' g='' h='' i='' j='' k='' l='' b='2'/>",
     // Comments and CDATA sections that do not end or stand where they must not.
     "<a/><!-- --", "<a/><!-->", "<a><![CDATA[]]</a>", "<![CDATA[x]]><a/>",
