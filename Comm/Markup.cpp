@@ -3,8 +3,6 @@
 
 #include <strings.h>
 
-#include <algorithm>
-
 #include "MarkupText.h"
 #include "TextUtil.h"
 
@@ -19,7 +17,7 @@ std::string_view ToName(const char* name) {
 }
 
 bool IsPlainText(std::string_view content) {
-    return std::none_of(content.begin(), content.end(), [](char byte) { return byte == '<' || byte == '&'; });
+    return content.find('&') == std::string_view::npos && content.find('<') == std::string_view::npos;
 }
 
 }  // namespace
@@ -133,6 +131,7 @@ CAutoString CMarkup::ElemData(uint32_t elem) const {
         return {tail.data(), tail.size()};
     }
     std::string data;
+    data.reserve(tail.size());
     for (uint32_t child = pos.iElemChild; child != 0; child = m_pElemPosTree[child].iElemNext) {
         AppendContent(data, doc.substr(m_pElemPosTree[child].nGap, m_pElemPosTree[child].nGapLength));
     }

@@ -162,6 +162,7 @@ class CMarkup {
     std::string Compose(uint32_t top) const;
     void Compact();
     void StartEdit();
+    void StartReplacing();
     bool KeepAdded(size_t begin);
     uint32_t NewElem(uint32_t parent, std::string_view name, const char* data, int flags);
     bool OpenEmptyElem(uint32_t elem);
@@ -174,7 +175,7 @@ class CMarkup {
     // The text as it was parsed, then the markup that edits added; the index says in which order they read.
     std::string m_strDoc;
     CAutoString m_strResult;
-    ElemPosTree m_pElemPosTree{ElemPos()};
+    ElemPosTree m_pElemPosTree = EmptyElemPosTree();
     MarkupParseResult m_parsed = MarkupParseResult::kNoRoot;
     bool m_bEdited = false;  // m_strDoc is not the document as it reads
     size_t m_nCompactAt = 0;

@@ -117,16 +117,21 @@ void CMarkup::Compact() {
     m_bEdited = false;
 }
 
-// The limit grows with the document, so that putting it in order costs each edit a constant share.
 void CMarkup::StartEdit() {
-    if (m_bEdited && m_strDoc.size() >= m_nCompactAt) {
-        Compact();
-    }
     if (!m_bEdited) {
         m_nCompactAt = 2 * m_strDoc.size() + kCompactSlack;
         m_strDoc.reserve(m_strDoc.size() + kEditReserve);
         m_bEdited = true;
     }
+}
+
+// For edits that leave texts behind. The limit grows with the document, so that putting it in order costs
+// each edit a constant share.
+void CMarkup::StartReplacing() {
+    if (m_bEdited && m_strDoc.size() >= m_nCompactAt) {
+        Compact();
+    }
+    StartEdit();
 }
 
 // Positions have 32 bits: markup added from `begin` on that does not fit is taken away again.
@@ -172,7 +177,7 @@ bool CMarkup::AddChildSubDoc(const char* markup) {
     if (!fragment.SetDoc(markup) || !EnsureMainPos()) {
         return false;
     }
-    StartEdit();
+    StartReplacing();
     return OpenEmptyElem(m_iPos) && LinkChild(Graft(fragment), 0);
 }
 
@@ -180,7 +185,7 @@ bool CMarkup::SetData(const char* text, int flags) {
     if (m_iPos == 0) {
         return false;
     }
-    StartEdit();
+    StartReplacing();
     if (!OpenEmptyElem(m_iPos)) {
         return false;
     }

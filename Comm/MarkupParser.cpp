@@ -14,6 +14,7 @@ namespace {
 
 // An envelope has about one element in this many bytes; a first guess that saves growing the tree.
 constexpr size_t kBytesPerElement = 24;
+constexpr size_t kElementsOfEnvelope = 16;
 constexpr size_t kPairwiseAttributes = 8;  // up to here comparing each with each is fastest
 
 // What hides brackets inside a DOCTYPE.
@@ -276,6 +277,13 @@ bool Parser::SkipPast(std::string_view start, std::string_view end) {
 }
 
 }  // namespace
+
+ElemPosTree EmptyElemPosTree() {
+    ElemPosTree tree;
+    tree.reserve(kElementsOfEnvelope);
+    tree.emplace_back();
+    return tree;
+}
 
 MarkupParseResult ParseMarkup(const std::string& text, ElemPosTree& tree) {
     tree.clear();

@@ -31,6 +31,9 @@ using ElemPosTree = std::vector<ElemPos>;
 
 enum class MarkupParseResult { kParsed, kNoRoot, kMalformed };
 
+// A tree of the document alone, with room for an envelope's elements.
+ElemPosTree EmptyElemPosTree();
+
 constexpr size_t kMaxMarkupLength = UINT32_MAX - 1;  // positions have 32 bits
 
 // Builds the tree of `text` in one pass without recursion, in time linear in the text whatever it holds (only
