@@ -10,10 +10,12 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <string>
 
 #include "FileUtil.h"
-#include "comm.h"
 
 namespace {
 
@@ -21,39 +23,56 @@ constexpr char kSourceFile[] = "AdapterCard.cpp";
 constexpr size_t kRouteLineSize = 128;  // a default route needs about half of it up to the interface name
 constexpr size_t kHostNameSize = 100;
 
-// How the interface of a default route is found: `defaultRoutes` prints the routes, `kernelTable` with the
-// interface's quoted name behind it tells whether the kernel lists it. `unstarted` is the result when no
-// shell can be started.
+// How the interface of a default route is found: `routes` prints the routes, and the kernel lists its
+// interfaces in `kernelTable`. `unstarted` is the result when no shell can be started.
 struct RouteLookup {
-    const char* defaultRoutes;
+    const char* routes;
     const char* kernelTable;
     int unstarted;
 };
 
 // The lone "-" is an abbreviation of "-loops", which takes the 4 as its value: what is shown are the IPv4
 // routes, as without both words.
-constexpr RouteLookup kRouteIPv4 = {"ip - 4 route show | grep default", "cat /proc/net/route | grep ", -1};
-constexpr RouteLookup kRouteIPv6 = {"ip -6 route show | grep 'default'", "cat /proc/net/ipv6_route | grep ",
-                                    0};
+constexpr RouteLookup kRouteIPv4 = {"ip - 4 route show", "/proc/net/route", -1};
+constexpr RouteLookup kRouteIPv6 = {"ip -6 route show", "/proc/net/ipv6_route", 0};
+constexpr char kDefaultRoute[] = "default";
+
+struct CommandCloser {
+    void operator()(FILE* command) const { (void)pclose(command); }  // the lines count, not the status
+};
+using CommandOwner = std::unique_ptr<FILE, CommandCloser>;
+
+// Reads all lines, whatever was found: a command ends by itself then. The first one with `word` in it is cut
+// to the size of a route's.
+bool FindLine(FILE* lines, const char* word, std::string& found) {
+    char* line = nullptr;
+    size_t size = 0;
+    bool isFound = false;
+    while (getline(&line, &size, lines) >= 0) {
+        if (!isFound && strstr(line, word) != nullptr) {
+            found.assign(line, strnlen(line, kRouteLineSize - 1));
+            isFound = true;
+        }
+    }
+    free(line);
+    return isFound;
+}
 
 int FindInterface(const RouteLookup& lookup, CAutoString& name) {
-    char line[kRouteLineSize];
-    const char* route = CommFunc::GetShellLine(lookup.defaultRoutes, line, sizeof(line));
-    if (route == nullptr) {
+    const CommandOwner routes(popen(lookup.routes, "re"));
+    if (routes == nullptr) {
         return lookup.unstarted;
     }
+    std::string line;
     char interface[kRouteLineSize];
     // default via GATEWAY dev INTERFACE
-    if (sscanf(route, "%*s%*s%*s%*s%127s", interface) != 1) {
+    if (!FindLine(routes.get(), kDefaultRoute, line) ||
+        sscanf(line.c_str(), "%*s%*s%*s%*s%127s", interface) != 1) {
         return -1;
     }
     name = interface;
-    const CAutoString command = lookup.kernelTable + CommFunc::ShellQuote(name);
-    const char* entry = CommFunc::GetShellLine(command, line, sizeof(line));
-    if (entry == nullptr) {
-        return lookup.unstarted;
-    }
-    return *entry != '\0' ? 0 : -1;
+    const FileOwner table(fopen(lookup.kernelTable, "re"));
+    return table != nullptr && FindLine(table.get(), interface, line) ? 0 : -1;
 }
 
 // A name that does not fit is refused: cut to the kernel's length it could be that of another interface.

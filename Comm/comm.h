@@ -31,9 +31,6 @@ class CommFunc {
     // skipped by the returned pointer, trailing ones are overwritten with NULs.
     static char* Trim(char* text, const char* characters);
 
-    // First line of what the shell command prints, trimmed, in `buffer`. Null when an argument is null or
-    // empty or the command cannot be started; a command without output leaves an empty text.
-    static char* GetShellLine(const char* command, char* buffer, size_t size);
     // `text` as one word for the shell, whatever characters it has.
     static CAutoString ShellQuote(const char* text);
 
@@ -51,6 +48,9 @@ class CommFunc {
     static int ProcCount(int shift);
     // As CSimpleFile::RecuMkDir.
     static bool RecuMkDir(const char* path, mode_t mode, bool lastIsFile);
+    // First line of what the shell command prints, trimmed, in `buffer`. Null when an argument is null or
+    // empty or the command cannot be started; a command without output leaves an empty text.
+    static char* GetShellLine(const char* command, char* buffer, size_t size);
     // Hardware address of the neighbour with the given IPv4 address: the fourth word that the arp command
     // prints. Of an arp that prints a header line first it is the header's word, so the caller has to know
     // its arp. The address is quoted before it reaches the shell. Returns the text in `buffer`, which is
