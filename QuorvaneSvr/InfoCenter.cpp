@@ -16,23 +16,10 @@ namespace {
 constexpr char kSettingsFile[] = "/conf/conf.xml";
 constexpr char kDefaultSettings[] = QUORVANE_DEFAULT_SETTINGS;  // where the installation keeps them
 
-// Without the first a second instance may start, without the second this installation is another client to
-// the portal.
-constexpr const char* kKeysForTheDisk[] = {SettingsKey::kProcessId, SettingsKey::kClientId};
-
 CAutoString SettingsPath() {
     char folder[PATH_MAX];
     (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
     return CAutoString(folder) + kSettingsFile;
-}
-
-WriteTo TargetOf(const char* key) {
-    for (const char* kept : kKeysForTheDisk) {
-        if (strcmp(key, kept) == 0) {
-            return WriteTo::kDisk;
-        }
-    }
-    return WriteTo::kCache;
 }
 
 }  // namespace
@@ -83,11 +70,18 @@ CAutoString CInfoCenter::GetLocalValue(const char* key) {
 
 bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
     CLockGuard<GLockObj> guard(m_xmlLock);
+    const WriteTo target = IsNewClientId(key, value) ? WriteTo::kDisk : WriteTo::kCache;
     if (!m_xmlOpt.SetValue(key, value)) {
         return false;
     }
-    (void)m_xmlOpt.SaveFile(TargetOf(key));  // the value holds for this run in any case
+    (void)m_xmlOpt.SaveFile(target);  // the value holds for this run in any case
     return true;
+}
+
+// Without its id this installation is another client to the portal. The same one, which each start saves
+// again, does not let the start wait for the disk.
+bool CInfoCenter::IsNewClientId(const char* key, const char* value) {
+    return strcmp(key, SettingsKey::kClientId) == 0 && m_xmlOpt.GetValue(key) != value;
 }
 
 void CInfoCenter::SyncLocalValue() {
