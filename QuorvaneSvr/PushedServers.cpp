@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <sstream>
 #include <utility>
 
 #include "FileUtil.h"
@@ -22,6 +21,8 @@ constexpr size_t kMostServers = 64;
 // So often a push makes way for somebody who writes the file at the same moment.
 constexpr int kAttempts = 3;
 
+constexpr char kBlanks[] = " \t\r\n\v\f";
+
 // The address that the portal's text is, or an empty text: nothing else may become a line of the file.
 CAutoString AddressIn(CAutoString text) {
     text.Trim();
@@ -34,11 +35,13 @@ bool Contains(const CStringArray& servers, const CAutoString& server) {
     return std::find(servers.begin(), servers.end(), server) != servers.end();
 }
 
+// Without a stream: the first one in the program would bring in half a megabyte of locales.
 CStringArray WordsOf(const std::string& text) {
     CStringArray words;
-    std::istringstream rest(text);
-    for (std::string word; rest >> word;) {
-        words.push_back(word);
+    size_t end = 0;
+    for (size_t word = 0; (word = text.find_first_not_of(kBlanks, end)) != std::string::npos;) {
+        end = std::min(text.find_first_of(kBlanks, word), text.size());
+        words.push_back(text.substr(word, end - word));
     }
     return words;
 }
