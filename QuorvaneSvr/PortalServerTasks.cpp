@@ -140,9 +140,11 @@ void CPortalServer::ArmTaskIn(long seconds, TaskItem item, IfArmed ifArmed, cons
     CTableTimer::AddTask(item, kOneShot, false, seconds, ifArmed == IfArmed::kReplace, tag);
 }
 
+// The timer first: an entry that fires in between is in the queue by then, and goes with the rest of it.
+// Held by WorkLoop.KeepsItsPromisesInEveryOrderOfEvents.
 void CPortalServer::StopTask(TaskItem item) {
-    m_taskMgr.RemoveTask(item);
     CTableTimer::RemoveTask(item);
+    m_taskMgr.RemoveTask(item);
 }
 
 // The re-probe of an unknown network survives: it is how such a network is left again.
