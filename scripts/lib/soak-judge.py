@@ -17,7 +17,7 @@ GROWTH = 0.01
 SHORT_GROWTH_KB = 512                 # in lives that are hardly longer than the first hour; pages that are new to it
 LOG_BYTES_PER_HOUR = 1_000_000        # by the fast clock; a pulse a second alone writes 80,000
 HISTORY_BYTES = 1 << 20
-POINTS = 60                           # of a curve
+POINTS = 50                           # of a curve
 
 # What may not grow, and the quantile that counts: of what comes and goes with each exchange, what is there at rest.
 HELD = (("rss", 0.5, "kB resident"), ("descriptors", 0.1, "descriptors"), ("threads", 0.1, "threads"))
@@ -33,8 +33,7 @@ def quantile(values, share):
 
 
 def between(rows, begin, end):
-    chosen = [row for row in rows if begin <= row["exchanges"] <= end]
-    return chosen or rows[-1:]
+    return [row for row in rows if begin <= row["exchanges"] <= end]
 
 
 def first_hour(total):
@@ -68,10 +67,12 @@ def judge(name, rows, rate, faults):
 
 
 def write_curves(file, rows):
-    """Medians of stretches of equal length, the unit of each panel in mind."""
+    """Medians of stretches of equal length, in the units of the panels."""
     total = rows[-1]["exchanges"]
     for step in range(POINTS):
         part = between(rows, step * total / POINTS, (step + 1) * total / POINTS)
+        if not part:
+            continue
         middle = {key: quantile([row[key] for row in part], 0.5) for key in part[0]}
         file.write(" ".join(f"{value:.4g}" for value in (
             middle["exchanges"] / 1000, middle["service_rss"] / 1024, middle["agent_rss"] / 1024,

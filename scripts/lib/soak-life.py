@@ -14,6 +14,7 @@ import os
 import random
 import re
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -45,6 +46,7 @@ class Portal:
         self.build = build
         self.exchanges = 0
         self.good_pulses = 0
+        self.process = None
         self.complaints = {}
 
     def start(self):
@@ -53,13 +55,17 @@ class Portal:
         for line in SCENARIO:
             command += ["--set", line]
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        if not self.process.stdout.readline().startswith("probe address"):
-            raise Failed("the portal does not start")
-        self.reader = threading.Thread(target=self.count, args=(self.process.stdout,), daemon=True)
+        serves = threading.Event()
+        self.reader = threading.Thread(target=self.count, args=(self.process.stdout, serves), daemon=True)
         self.reader.start()
+        if not serves.wait(30):
+            raise Failed("the portal does not start")
 
-    def count(self, lines):
+    def count(self, lines, serves):
         for line in lines:
+            if line.startswith("probe address"):  # a request may be told before it
+                serves.set()
+                continue
             self.exchanges += 1
             self.good_pulses += " /keep  ok" in line
             if "COMPLAINT: " in line:
@@ -83,6 +89,7 @@ class Life:
         self.replaces_agent = number % 2 == 0
         self.portal = Portal(build)
         self.random = random.Random(number)
+        self.service = self.agent = None
         self.log_of_agent = open(f"{work}/agent.log", "ab")
         self.start_of_day = int(time.time())
         self.module = 1
@@ -116,10 +123,10 @@ class Life:
         self.agent = self.run("quorvane-agent", "--dir", ".", "--account-file", "account", stdout=self.log_of_agent)
 
     def stop(self):
-        for process in (self.agent, self.service):
-            process.terminate()
-            process.wait()
-        self.portal.stop()
+        for process in (self.agent, self.service, self.portal.process):
+            if process is not None:
+                process.kill()
+                process.wait()
 
     # -- what is asked of the agent
 
@@ -198,7 +205,7 @@ class Life:
         self.portal.say(f"answer pulse module {self.garbage}")
 
     def servers_are_pushed(self):
-        self.portal.say(f"dns1 198.51.100.{self.random.randint(1, 254)}", f"dns2 203.0.113.{self.random.randint(1, 254)}",
+        self.portal.say(f"dns1 198.51.100.{self.random.randint(1, 254)}", f"dns2 203.0.113.{self.random.randint(1, 9)}",
                         "answer pulse error 14", "answer state error 14")
 
     def answers_are_bad(self):
@@ -241,11 +248,11 @@ class Life:
         lines = (b'{"op":"status"}\n', b'{"op":"watch"}\n', b'{"op":"history","since":3600}\n', b'{"op":"sta', b"[]\n",
                  b'{"op":"terminals"}\n', b'{"op":"check"}\n', b"x" * 70000)
         crowd = []
-        for _ in range(60):
+        for line in self.random.sample(lines * 7, len(lines) * 7):
             client = self.connect()
             client.setblocking(False)
             try:
-                client.sendall(self.random.choice(lines))
+                client.sendall(line)
             except OSError:  # it was refused, or does not take so much at a time
                 pass
             crowd.append(client)
@@ -360,13 +367,15 @@ def held_by(process):
 def main():
     build, work, seconds, rate, number = sys.argv[1:]
     life = Life(os.path.abspath(build), os.path.abspath(work), int(rate), int(number))
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     try:
         life.start()
         life.live(float(seconds))
-        life.stop()
     except Failed as failure:
         print(f"life {number}: {failure}", file=sys.stderr)
         sys.exit(1)
+    finally:
+        life.stop()
 
 
 main()
