@@ -11,7 +11,7 @@ import os
 import sys
 
 FIRST_HOUR, FIRST_SHARE = 3600, 0.05  # in exchanges: a pulse a second, or this share of the life when that is more
-SHORT_LIFE = 1 / 3                    # ... but no more than this share
+SHORT_LIFE = 1 / 3                    # ... but no more than this share, unless not everything has happened by then
 WINDOW = 0.1                          # of the exchanges: what is compared is the beginning and the end of the rest
 GROWTH = 0.01
 SHORT_GROWTH_KB = 512                 # in lives that are hardly longer than the first hour; pages that are new to it
@@ -36,13 +36,15 @@ def between(rows, begin, end):
     return [row for row in rows if begin <= row["exchanges"] <= end]
 
 
-def first_hour(total):
-    return max(FIRST_SHARE * total, min(FIRST_HOUR, SHORT_LIFE * total))
+def first_hour(rows):
+    total = rows[-1]["exchanges"]
+    first_round = next(row["exchanges"] for row in rows if row["rounds"] > 0)
+    return max(first_round, FIRST_SHARE * total, min(FIRST_HOUR, SHORT_LIFE * total))
 
 
 def judge(name, rows, rate, faults):
     total = rows[-1]["exchanges"]
-    hour = first_hour(total)
+    hour = first_hour(rows)
     window = WINDOW * (total - hour)
     early, late = between(rows, hour, hour + window), between(rows, total - window, total)
     for program in ("service", "agent"):

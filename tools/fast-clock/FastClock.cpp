@@ -22,6 +22,7 @@
 namespace {
 
 constexpr long long kSecond = 1'000'000'000;  // times are in nanoseconds
+constexpr long long kShorterRests = 10;
 constexpr long long kSaidAgain = kSecond / 4;
 
 long long Setting(const char* variable, long long otherwise) {
@@ -78,12 +79,12 @@ time_t time(time_t* copy) noexcept {
 }
 
 int usleep(useconds_t time) {
-    const timespec shorter = Shorter(time * 1000LL);
+    const timespec shorter = Shorter(time * 1000LL / kShorterRests);
     return nanosleep(&shorter, nullptr);
 }
 
 unsigned sleep(unsigned time) {
-    const timespec shorter = Shorter(time * kSecond);
+    const timespec shorter = Shorter(time * kSecond / kShorterRests);
     return nanosleep(&shorter, nullptr) == 0 ? 0 : 1;
 }
 
