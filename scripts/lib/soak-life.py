@@ -26,6 +26,7 @@ PORTAL, PORTAL_LINK, OWN_LINK = "192.0.2.1", "portal0", "campus0"
 
 # Nothing has to come back sooner: the agent's longest pause is 300 s and it may take several, by the fast clock.
 COMEBACK_SECONDS = 3000
+STANDING_SECONDS = 70  # by the fast clock: a login that stood for 60 begins its pauses anew
 ANSWER_SECONDS = 60  # by the true clock; the agent is asked to answer within 300 by the fast one
 GOOD_PULSES = 5  # more than any event has answers for
 MESSAGE = "<M><OpS>client</OpS><OpT>Portal</OpT><OpC>%s</OpC><P></P></M>\0"
@@ -272,7 +273,7 @@ class Life:
             process.wait()
 
     def others_write_to_the_service(self):
-        for text in (MESSAGE % "ClientStart", MESSAGE % "TerminalSend", MESSAGE % "NoSuchThing", "<M><OpS>half",
+        for text in (MESSAGE % "ClientStart", MESSAGE % "GetTerminalData", MESSAGE % "NoSuchThing", "<M><OpS>half",
                      "\0\0\0", "<M>" * 1000 + "\0", MESSAGE % "ClientStart" * 20):
             self.tell_service(text)
 
@@ -301,7 +302,7 @@ class Life:
         for name, process in (("service", self.service), ("agent", self.agent)):
             row.update({f"{name}_{key}": value for key, value in held_by(process.pid).items()})
         logs = [entry.stat().st_size for entry in os.scandir(f"{self.work}/Log")]
-        row["service_log"] = sum(logs)
+        row["service_log"] = sum(logs) + os.path.getsize(f"{self.work}/service.out")
         row["agent_log"] = os.path.getsize(f"{self.work}/agent.log")
         row["history"] = os.path.getsize(f"{self.work}/history.jsonl")
         return row
@@ -342,7 +343,7 @@ class Life:
                     self.rounds += 1
                     if self.rounds == 1:
                         seconds = max(seconds, 2 * (time.monotonic() - began))
-                time.sleep(min(1, seconds / 400))
+                self.rest(STANDING_SECONDS)
             self.portal.say("portal")
             self.wait_online()
         except (Failed, OSError) as failure:
