@@ -1,5 +1,6 @@
 #include "RequestServer.h"
 
+#include <malloc.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -14,6 +15,7 @@
 namespace {
 
 constexpr size_t kMostClients = 64;
+constexpr size_t kCrowd = 16;                     // clients whose room is given back when they have left
 constexpr mode_t kOthers = 0117;                  // what the socket file does not allow: its mode is 0660
 constexpr auto kPause = std::chrono::seconds(1);  // until clients are taken again
 constexpr size_t kUnreadBytes = 64 * 1024;        // of a client that is turned away
@@ -142,7 +144,12 @@ size_t RequestServer::CountClients() {
         std::for_each(m_clients.begin(), m_clients.end(),
                       [](ClientConnection& client) { client.NoticeHangUp(); });
     }
+    const bool wereMany = m_clients.size() >= kCrowd;
     m_clients.remove_if([](const ClientConnection& client) { return client.IsClosed(); });
+    if (wereMany && m_clients.size() < kCrowd) {
+        // Whatever came about among them and stays would keep the room of all of them.
+        (void)malloc_trim(0);
+    }
     return m_clients.size();
 }
 

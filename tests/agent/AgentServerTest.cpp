@@ -131,6 +131,23 @@ TEST_F(AgentServer, BoundsClientsAndWhatTheyDoNotRead) {
     EXPECT_LT(Memory(), MOST_MEMORY);
 }
 
+// One that came among them and stayed kept the room of all of them.
+TEST_F(AgentServer, GivesBackWhatACrowdNeeded) {
+    std::string numbers = "[1";
+    while (numbers.size() < 32000) {
+        numbers += ",1";
+    }
+    std::vector<Client> crowd(60);
+    const Client last;
+    for (const Client& client : crowd) {
+        EXPECT_THAT(client.Ask(numbers + "]\n"), StartsWith(kBad));
+    }
+    EXPECT_THAT(last.Ask(numbers + "]\n"), StartsWith(kBad));
+    crowd.clear();
+    EXPECT_TRUE(WaitUntil([&] { return Client().isConnected && Memory() < MOST_MEMORY / 3 * 2; }))
+        << Memory();
+}
+
 TEST_F(AgentServer, ClosesAWatcherThatDoesNotRead) {
     const Client watcher, stalled;
     EXPECT_THAT(watcher.Ask(kWatch) + stalled.Ask(kWatch), StartsWith(kOk));
