@@ -17,7 +17,7 @@ GROWTH = 0.01
 SHORT_GROWTH_KB = 512                 # in lives that are hardly longer than the first hour; pages that are new to it
 LOG_BYTES_PER_HOUR = 1_000_000        # by the fast clock; a pulse a second alone writes 80,000
 HISTORY_BYTES = 1 << 20
-POINTS = 50                           # of a curve
+POINTS = 36                           # of a curve
 
 # What may not grow, and the quantile that counts: of what comes and goes with each exchange, what is there at rest.
 HELD = (("rss", 0.5, "kB resident"), ("descriptors", 0.1, "descriptors"), ("threads", 0.1, "threads"))

@@ -4,7 +4,8 @@ set multiplot layout 2,2
 set key outside top center horizontal samplen 1
 set xlabel "exchanges of a life, in thousands"
 set yrange [0:*]
-set grid ytics linecolor "#dddddd"
+set border 3
+set tics nomirror
 set style data lines
 
 set title "Memory, MB resident"
