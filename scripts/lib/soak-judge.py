@@ -17,6 +17,7 @@ GROWTH = 0.01
 SHORT_GROWTH_KB = 512                 # in lives that are hardly longer than the first hour; pages that are new to it
 LOG_BYTES_PER_HOUR = 1_000_000        # by the fast clock; a pulse a second alone writes 80,000
 HISTORY_BYTES = 1 << 20
+HISTORY_IN_MEMORY = 3                 # bytes of the agent for each of the file, so it grows until the file is full
 POINTS = 36                           # of a curve
 
 # What may not grow, and the quantile that counts: of what comes and goes with each exchange, what is there at rest.
@@ -52,9 +53,11 @@ def judge(name, rows, rate, faults):
             key = f"{program}_{what}"
             before, after = (quantile([row[key] for row in window], share) for window in (early, late))
             slack = SHORT_GROWTH_KB if what == "rss" and total < 10 * FIRST_HOUR else GROWTH * before
+            if key == "agent_rss":
+                slack += HISTORY_IN_MEMORY * max(0, late[-1]["history"] - early[-1]["history"]) / 1024
             judged = not (program == "agent" and os.path.exists(f"{name}/agent-is-replaced"))
             print(f"  {program:8} {words:12} {before:8.0f} -> {after:8.0f}  {(after / before - 1):+.2%}"
-                  + ("" if judged else "  (replaced meanwhile)"))
+                  + (f"  at most {before + slack:.0f}" if judged else "  (replaced meanwhile)"))
             if judged and after - before > slack:
                 faults.append(f"{name}: {program}: {words} grew from {before:.0f} to {after:.0f}")
     hours = (rows[-1]["seconds"] - rows[0]["seconds"]) * rate / 3600
