@@ -14,6 +14,27 @@ namespace {
 constexpr char kAgent[] = "RAVO/Linux64/1.0";
 constexpr char kClientId[] = "01234567-89ab-1cde-8f01-23456789abcd";
 
+constexpr char kOtherClientId[] = "76543210-89ab-1cde-8f01-23456789abcd";
+
+// Posts the document of the client, with `value` in the place of the header `changed`.
+httplib::Result Send(const PortalSim& sim, const char* path, const std::string& document,
+                     const std::string& clientId, const std::string& changed = "",
+                     const std::string& value = "") {
+    const std::string body = sample::FirstVersion().encode(document);
+    httplib::Headers headers = {{"Connection", "close"},
+                                {"User-Agent", kAgent},
+                                {"Algo-ID", sample::FirstVersion().algorithmId},
+                                {"Client-ID", clientId},
+                                {"JVN-SchoolId", "1001"},
+                                {"JVN-Domain", "campus.example"},
+                                {"JVN-Area", "0571"},
+                                {"JVN-Checksum", Md5Of(body)}};
+    if (headers.erase(changed) != 0) {
+        headers.emplace(changed, value);
+    }
+    return httplib::Client("127.0.0.1", sim.Port()).Post(path, headers, body, "text/plain");
+}
+
 // What a ticket request is answered with: "Error-Code", then the complaint that it draws. A piece of the
 // document is changed before, or the header of that name.
 std::pair<std::string, std::string> AnswerToChanged(const std::string& what, const std::string& value) {
@@ -25,22 +46,9 @@ std::pair<std::string, std::string> AnswerToChanged(const std::string& what, con
     if (const size_t at = document.find(what); at != std::string::npos) {
         document.replace(at, what.size(), value);
     }
-    const std::string body = sample::FirstVersion().encode(document);
-    httplib::Headers headers = {{"Connection", "close"},
-                                {"User-Agent", kAgent},
-                                {"Algo-ID", sample::FirstVersion().algorithmId},
-                                {"Client-ID", kClientId},
-                                {"JVN-SchoolId", "1001"},
-                                {"JVN-Domain", "campus.example"},
-                                {"JVN-Area", "0571"},
-                                {"JVN-Checksum", Md5Of(body)}};
-    if (headers.erase(what) != 0) {
-        headers.emplace(what, value);
-    }
     PortalSim sim;
     EXPECT_TRUE(sim.Start());
-    httplib::Client client("127.0.0.1", sim.Port());
-    const httplib::Result answer = client.Post("/ticket", headers, body, "text/plain");
+    const httplib::Result answer = Send(sim, "/ticket", document, kClientId, what, value);
     EXPECT_TRUE(answer);
     const std::vector<std::string> complaints = sim.Complaints();
     return {answer->get_header_value("Error-Code"), complaints.empty() ? "" : complaints[0]};
@@ -56,7 +64,7 @@ TEST(PortalSim, JudgesEveryRuleOfARequest) {
         {"Algo-ID", "none", "99", "Algo-ID"},
         {"Algo-ID", sample::SecondVersion().algorithmId, "99", "decode"},
         {"User-Agent", "RAVO/Linux64/", "99", "User-Agent"},
-        {"Client-ID", "76543210-89ab-1cde-8f01-23456789abcd", "99", "\"client-id\" differs"},
+        {"Client-ID", kOtherClientId, "99", "\"client-id\" differs"},
         {"JVN-SchoolId", "", "99", "jvn-schoolid"},
         {"JVN-Area", "1", "99", "jvn-area"},
         {"Connection", "keep-alive", "99", "close"},
@@ -72,6 +80,32 @@ TEST(PortalSim, JudgesEveryRuleOfARequest) {
         EXPECT_EQ(answer.first, code) << complaint;
         EXPECT_THAT(answer.second, HasSubstr(complaint));
     }
+}
+
+TEST(PortalSim, EachClientHasALoginOfItsOwn) {
+    const std::string password = "<passwd>secret</passwd><userid>13800000001</userid>";
+    const std::tuple<const char*, const char*, std::string, std::string, std::string, const char*> rows[] = {
+        {"one logs in", "/auth", kClientId, "T-1", password, "0"},
+        {"another, with the same account", "/auth", kOtherClientId, "T-2", password, "0"},
+        {"the first stays", "/state", kClientId, "T-1", "", "0"},
+        {"but not with the other's ticket", "/state", kClientId, "T-2", "", "300"},
+        {"whose login it cannot end", "/term", kClientId, "T-2", "", "13"},
+        {"as it can its own", "/term", kClientId, "T-1", "", "0"},
+        {"which has ended", "/state", kClientId, "T-1", "", "300"},
+        {"the other stands", "/state", kOtherClientId, "T-2", "", "0"},
+    };
+    PortalSim sim;
+    ASSERT_TRUE(sim.Start());
+    sim.KnowTicket("T-1", false);
+    sim.KnowTicket("T-2", false);
+    for (const auto& [what, path, client, ticket, login, code] : rows) {
+        std::string document = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><request>";
+        document += path == std::string("/term") ? "<reason>1</reason>" : "";
+        document += "<local-time>2026-03-15 08:02:11</local-time><ticket>" + ticket + "</ticket>" + login +
+                    "<client-id>" + client + "</client-id><user-agent>" + kAgent + "</user-agent></request>";
+        EXPECT_EQ(Send(sim, path, document, client)->get_header_value("Error-Code"), code) << what;
+    }
+    EXPECT_THAT(sim.Complaints(), testing::IsEmpty());
 }
 
 TEST(PortalSim, ScenarioLinesSetWhatTheyNameOrAreRefused) {

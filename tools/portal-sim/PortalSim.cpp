@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,6 +11,7 @@
 #include <utility>
 
 #include "Documents.h"
+#include "RequestLine.h"
 #include "SampleTransform.h"
 
 namespace fs = std::filesystem;
@@ -22,25 +21,6 @@ namespace {
 
 constexpr char kServerTag[] = "portal-sim";
 constexpr char kHtml[] = "text/html";
-
-bool IsHop(Endpoint endpoint) {
-    return endpoint == Endpoint::Probe || endpoint == Endpoint::Entry || endpoint == Endpoint::Gate ||
-           endpoint == Endpoint::Page;
-}
-
-std::string Clock() {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    char text[sizeof "HH:MM:SS"];
-    std::strftime(text, sizeof text, "%H:%M:%S", &local);
-    char fraction[sizeof ".123"];
-    std::snprintf(fraction, sizeof fraction, ".%03u", static_cast<unsigned>(milliseconds) % 1000);
-    return std::string(text) + fraction;
-}
 
 // Seen from the program: installed, or in the folder of the build. Either may be moved as a whole.
 constexpr const char* kFirstModules[] = {PORTAL_SIM_PATH_TO_MODULES "/sample-1.zxm",
@@ -151,7 +131,7 @@ void PortalSim::KnowTicket(const std::string& ticket, bool loggedIn) {
     const std::lock_guard<std::mutex> guard(m_lock);
     m_tickets.insert(ticket);
     if (loggedIn) {
-        m_loggedIn = ticket;
+        m_logins.KnowEarlier(ticket);
     }
 }
 
@@ -191,7 +171,7 @@ std::vector<std::string> PortalSim::Complaints() const {
 
 std::string PortalSim::LoggedInTicket() const {
     const std::lock_guard<std::mutex> guard(m_lock);
-    return m_loggedIn;
+    return m_logins.LatestTicket();
 }
 
 void PortalSim::Route() {
@@ -320,17 +300,20 @@ PortalSim::Reply PortalSim::UsualReply(const Request& request, const Answer& ans
         }
         case Endpoint::Login: return LoginReply(request);
         case Endpoint::State:
-            return request.Element("ticket") == m_loggedIn
-                       ? Encoded(request, LoginDocument(m_scenario, request.server))
-                       : Reply::Portal(kErrorNotLoggedIn);
+            return IsLoggedIn(request) ? Encoded(request, LoginDocument(m_scenario, request.server))
+                                       : Reply::Portal(kErrorNotLoggedIn);
         case Endpoint::Pulse:
-            return request.Element("ticket") == m_loggedIn ? Encoded(request, PulseDocument(m_scenario))
-                                                           : Reply::Portal(kErrorLoginGone);
+            return IsLoggedIn(request) ? Encoded(request, PulseDocument(m_scenario))
+                                       : Reply::Portal(kErrorLoginGone);
         case Endpoint::Term: return TermReply(request);
         case Endpoint::Query: return Encoded(request, TerminalsDocument(m_scenario));
         case Endpoint::Statistics: return Reply::Html("", "ok");
         default: return HopReply(request);
     }
+}
+
+bool PortalSim::IsLoggedIn(const Request& request) const {
+    return m_logins.Stands(request.Header("client-id"), request.Element("ticket"));
 }
 
 // The three redirects, each in another form. What the first two say about the access is not yet the truth.
@@ -367,7 +350,7 @@ PortalSim::Reply PortalSim::LoginReply(const Request& request) {
         reply.headers.insert(m_scenario.wrongPasswordHeaders.begin(), m_scenario.wrongPasswordHeaders.end());
         return reply;
     }
-    m_loggedIn = request.Element("ticket");
+    m_logins.Begin(request.Header("client-id"), request.Element("ticket"));
     return Encoded(request, LoginDocument(m_scenario, request.server));
 }
 
@@ -378,9 +361,7 @@ PortalSim::Reply PortalSim::TermReply(const Request& request) {
                                     [&](const Terminal& terminal) { return terminal.ticket == ticket; });
     if (other != terminals.end()) {
         terminals.erase(other);
-    } else if (ticket == m_loggedIn) {
-        m_loggedIn.clear();
-    } else {
+    } else if (!m_logins.End(request.Header("client-id"), ticket)) {
         return Reply::Portal(kErrorNoSession);
     }
     return Encoded(request, TermDocument());
@@ -392,26 +373,11 @@ PortalSim::Reply PortalSim::Encoded(const Request& request, const std::string& d
 }
 
 void PortalSim::Record(Request request) {
-    Show(request);
+    if (m_sink) {
+        m_sink(LineOf(request));
+    }
     m_requests.push_back(std::move(request));
     m_arrived.notify_all();
-}
-
-void PortalSim::Show(const Request& request) const {
-    if (!m_sink) {
-        return;
-    }
-    std::string line =
-        Clock() + (IsHop(request.endpoint) ? " GET  " : " POST ") + request.path + "  " + request.outcome;
-    for (const auto& [name, text] : request.elements) {
-        if (name != "passwd" && !text.empty()) {
-            line += "  " + name + "=" + text;
-        }
-    }
-    if (!request.complaint.empty()) {
-        line += "  COMPLAINT: " + request.complaint;
-    }
-    m_sink(line);
 }
 
 }  // namespace portal_sim

@@ -12,6 +12,7 @@
 
 #include "RequestCheck.h"
 #include "Scenario.h"
+#include "StandingLogins.h"
 
 namespace httplib {
 class Server;
@@ -22,10 +23,11 @@ struct Response;
 namespace portal_sim {
 
 // A campus portal: the redirects that lead to its page, the page with the configuration, and everything that
-// a client asks of it afterwards. It judges each request on its own (nothing of the service's parsers,
-// digests or ciphers is used); one that breaks the protocol is recorded with a complaint and answered with
-// "Error-Code" 99. Requests are served on threads of its own. Start and Stop belong to one thread, which
-// nobody asks for the address meanwhile; every other operation may be called from any thread.
+// its clients ask of it afterwards, each with a login of its own. It judges each request on its own (nothing
+// of the service's parsers, digests or ciphers is used); one that breaks the protocol is recorded with a
+// complaint and answered with "Error-Code" 99. Requests are served on threads of its own. Start and Stop
+// belong to one thread, which nobody asks for the address meanwhile; every other operation may be called from
+// any thread.
 class PortalSim {
   public:
     using LineSink = std::function<void(const std::string& line)>;
@@ -63,7 +65,7 @@ class PortalSim {
     // The complaints about all requests, each with the endpoint's name in front.
     std::vector<std::string> Complaints() const;
 
-    // The ticket of the standing login; empty when nobody is logged in.
+    // The ticket of the login that began last of those that stand; empty when nobody is logged in.
     std::string LoggedInTicket() const;
 
   private:
@@ -78,9 +80,9 @@ class PortalSim {
     Reply HopReply(const Request& request);
     Reply LoginReply(const Request& request);
     Reply TermReply(const Request& request);
+    bool IsLoggedIn(const Request& request) const;
     Reply Encoded(const Request& request, const std::string& document) const;
     void Record(Request request);
-    void Show(const Request& request) const;
     std::vector<Request> Matching(Endpoint endpoint) const;
 
     std::string m_host;  // as it stands in a URL
@@ -93,7 +95,7 @@ class PortalSim {
     mutable std::condition_variable m_arrived;
     Scenario m_scenario;
     std::set<std::string> m_tickets;  // all that were given out
-    std::string m_loggedIn;           // the ticket of the standing login
+    StandingLogins m_logins;
     std::vector<Request> m_requests;
 };
 

@@ -87,15 +87,15 @@ struct Terminal {
 //
 // Plain data without a lock: it belongs to the thread that fills it in until a PortalSim has its copy. That
 // copy is changed through PortalSim::Change and read when a request is answered, so a change counts from the
-// next request on; tickets and the standing login stay. The portal itself takes off only what is used up: an
+// next request on; tickets and standing logins stay. The portal itself takes off only what is used up: an
 // answer of `script`, and a terminal that is logged out.
 //
 // Texts go into headers and documents as they are, the latter escaped; they are UTF-8. Numbers are not
 // judged, 0 and huge ones travel too, and the portal does not keep to any time by itself: no ticket or login
 // expires.
 struct Scenario {
-    // Whose login is accepted, compared byte by byte with what the client sends. Every other one gets
-    // "Error-Code" 105 with these headers, "Sub-Error" and "Last-Login" on a real portal.
+    // Whose login is accepted, from any number of clients, compared byte by byte with what each sends. Every
+    // other one gets "Error-Code" 105 with these headers, "Sub-Error" and "Last-Login" on a real portal.
     std::string account = "13800000001";
     std::string password = "secret";
     std::map<std::string, std::string> wrongPasswordHeaders;
