@@ -1,6 +1,7 @@
 #include "uuid32.h"
 
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cassert>
 #include <cctype>
@@ -32,11 +33,21 @@ struct Generator {
 
 Generator g_generator;
 
-// Counts in tenths of microseconds but moves on only once a millisecond, and wraps after seven minutes.
+// 0 on a system that has nothing random to give.
+uint32_t RandomSeconds() {
+    uint32_t seconds = 0;
+    return getentropy(&seconds, sizeof(seconds)) == 0 ? seconds : 0;
+}
+
+// Counts in tenths of microseconds but moves on only once a millisecond, and wraps after seven minutes. The
+// clock of each process is wrong by seconds of its own: node and clock sequence have the millisecond for
+// their only source, so installations that make their identifier within the same one would all have the same.
+// Held by Uuid.ProcessesThatStartTogetherMakeDifferentOnes.
 uint32_t CurrentTime() {
+    static const uint32_t shift = RandomSeconds();
     timeval now = {};
     gettimeofday(&now, nullptr);
-    const auto seconds = static_cast<uint32_t>(now.tv_sec);
+    const auto seconds = static_cast<uint32_t>(now.tv_sec) + shift;
     const auto milliseconds = static_cast<uint32_t>(now.tv_usec / 1000);
     return (seconds * 1000000 + milliseconds * 1000) * kTicksPerMicrosecond + kTimeOffset;
 }

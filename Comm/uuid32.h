@@ -3,7 +3,9 @@
 #include <cstdint>
 
 // A time-and-node identifier. Not one of the standard versions: `data2` and `data3` repeat bits of the 32-bit
-// time in `data1`, so what makes an identifier unique is the random node and clock sequence.
+// time in `data1`, and the node and clock sequence follow from the millisecond in which a process makes its
+// first one. What tells those of one millisecond apart is that each process counts the time from a moment of
+// its own.
 struct _uuid_t {
     uint32_t data1;
     uint16_t data2;
@@ -29,8 +31,8 @@ const char* uuid_to_string(const _uuid_t* uuid);
 const char* uuid_create_string();
 // Whether the first 36 characters of `text` have that form; digits of both cases count.
 bool is_uuid_string(const char* text);
-// The time in the identifier: ticks of 0.1 microseconds, of which only 32 bits are kept, so that it starts
-// again from 0 about every seven minutes.
+// The time in the identifier: ticks of 0.1 microseconds since a moment that each process chooses by chance.
+// Only 32 bits are kept, so that it starts again from 0 about every seven minutes.
 uint32_t uuid_to_timestamp(const _uuid_t* uuid);
 // The ticks as a decimal number. The text is overwritten by the next call.
 const char* timestamp_to_string(uint32_t timestamp);
