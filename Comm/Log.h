@@ -1,5 +1,9 @@
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
 #include "SimpleFile.h"
 
 // How urgent a log line is; a line is written when its level is at most the logger's.
@@ -8,6 +12,10 @@ enum LEVEL { ERROR = 0, WARN = 1, NOTICE = 2, INFO = 3, DEBUG = 4 };
 // The process-wide log file. It exists before main runs. No lock is taken: the parts of lines that two
 // threads write at the same moment may mix. Each line is "month-day hour:minute:second message" without a
 // year; the year is in the file name.
+//
+// Portals and front ends say much of what is logged, as often as they like, so the log is bounded: a line is
+// cut at 8 KiB, and the file grows by less than 10 MB in any hour. What goes beyond is left out, and the next
+// line that fits says how many those were.
 class CLog : public CSimpleFile {
   public:
     static CLog* GetInst() { return m_pLog; }
@@ -27,7 +35,14 @@ class CLog : public CSimpleFile {
     char buf[1024] = {};  // room for a line that a caller puts together
 
   private:
+    bool HasRoom(size_t length);
+    void WriteLine(const char* message, size_t length);
+    void PutLine(const char* message, size_t length);
+
     static CLog* m_pLog;
 
     int m_level = ERROR;
+    std::atomic<int64_t> m_paidUntil{
+        0};                         // ms of a clock that is never set: when the lines so far are paid off
+    std::atomic<int> m_leftOut{0};  // lines since the last one that was written
 };

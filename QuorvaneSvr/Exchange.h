@@ -11,6 +11,3 @@ struct Exchange {
     CAutoString subCode;
     CHttpData answer{true};
 };
-
-// Writes the answer's head to the log, cut when it is long.
-void LogHead(const CHttpData& answer);

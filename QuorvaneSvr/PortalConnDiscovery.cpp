@@ -121,7 +121,7 @@ int CPortalConn::FollowRedirects(CAutoString& page) {
             return failure;
         }
         CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
-        LogHead(answer);
+        CLog::GetInst()->WriteLog(INFO, "%s", answer.RespHead());
         TakeSchool(answer, settings, record);
         m_lastRedirectUrl = url;
         url = answer.GetRedirectAddress();

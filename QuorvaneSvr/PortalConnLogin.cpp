@@ -217,7 +217,7 @@ void CPortalConn::ReportPortalError(ESTATE oldState, ESTATE newState, const Exch
 // What the user is told of a refused account depends on what the portal knows of it and how it looks.
 void CPortalConn::ReportAccountRefused(const Exchange& exchange) {
     CLog::GetInst()->WriteLog(INFO, "auth resopnse err is 105");
-    LogHead(exchange.answer);
+    CLog::GetInst()->WriteLog(INFO, "%s", exchange.answer.RespHead());
     const CAutoString lastLogin = exchange.answer.GetHeadAttri(kLastLoginHeader);
     if (!lastLogin.IsEmpty()) {
         PostNetStateMessageEx(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin,
