@@ -36,6 +36,9 @@ constexpr Milliseconds kLongestWait(1000);
 constexpr size_t kMostWaiting = 256;
 constexpr unsigned int kCatchUpPauseMs = 1;
 
+// Bytes of a lost message that are shown: all but texts that a portal blew up, which nobody wants to read.
+constexpr int kMostShown = 4096;
+
 // A handler, not SIG_IGN: what is ignored stays ignored in the shell commands that the service starts.
 void NoteBrokenPipe(int /*signal*/) {}
 
@@ -241,7 +244,7 @@ int CPipeService::WritePipe(const char* text) {
     CLockGuard<GLockObj> guard(m_pipeLock);
     if (!Send(text, strlen(text) + 1)) {
         const char* reason = strerror(errno);
-        printf("write error=%s:%s\n", reason, ConsoleText(text).GetBuffer());
+        printf("write error=%s:%s\n", reason, ConsoleText(CAutoString(text).Left(kMostShown)).GetBuffer());
         (void)fflush(stdout);  // the output is a convenience
         return 0;
     }

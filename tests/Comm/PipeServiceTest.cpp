@@ -213,6 +213,9 @@ TEST_P(PipeService, AWriteWithoutAFrontEndIsReportedAndTheServiceLivesOn) {
     EXPECT_EQ(0, m_service.WritePipe("lost %s\x1b[2J\n\xc2\x9b\xe2\x80\xae\xe2\x81\xa6\xe2\x80\xa7"));
     EXPECT_EQ("write error=Broken pipe:lost %s?[2J????\xe2\x80\xa7\n",
               testing::internal::GetCapturedStdout());
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(0, m_service.WritePipe(std::string(100000, 'x').c_str()));
+    EXPECT_LT(testing::internal::GetCapturedStdout().size(), 5000u);
     m_fromService = open("serverpipe", O_RDONLY);
     EXPECT_EQ(1, m_service.WritePipe("found"));
     EXPECT_EQ(FrontEndReads(6), std::string("found\0", 6));
