@@ -136,7 +136,7 @@ char* CollectDecodedText(PrepareFunction prepare, const __ZsoFile& module, const
     if (result != kPrepared) {
         return nullptr;
     }
-    if (info.size > CZsmHelper::kMaxSize) {
+    if (info.size > CZsmHelper::kMaxText) {
         result = kBufferTooSmall;
         return nullptr;
     }

@@ -40,9 +40,11 @@ using ZsmPPCB = void (*)(const char* unused, const char* text, __ZsoDecodeInfo* 
 // again under the name of the temporary file, and its successor is not seen before the service restarts.
 class CZsmHelper {
   public:
-    // Containers, modules and decoded texts beyond this many bytes are refused: real modules have some 100
-    // KiB, and a size field that claims gigabytes must not be believed.
-    static constexpr uint32_t kMaxSize = 64 * 1024 * 1024;
+    // Containers and modules beyond this many bytes are refused: real modules have some 100 KiB, and a size
+    // field that claims gigabytes must not be believed. Container and module are in memory at the same time.
+    static constexpr uint32_t kMaxSize = 16 * 1024 * 1024;
+    // Decoded texts likewise, which real ones fill with some KiB.
+    static constexpr uint32_t kMaxText = 4 * 1024 * 1024;
 
     CZsmHelper(const CZsmHelper&) = delete;
     CZsmHelper& operator=(const CZsmHelper&) = delete;

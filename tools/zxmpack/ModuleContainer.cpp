@@ -55,7 +55,7 @@ bool CheckContent(const ModuleContainer& content, std::string& error) {
     } else if (content.module.empty()) {
         error = "the module is empty";
     } else if (content.module.size() > kMaxModuleSize) {
-        error = "the module is larger than 64 MiB";
+        error = "the module is larger than 16 MiB";
     } else {
         return true;
     }
@@ -175,7 +175,7 @@ bool UnpackContainer(const std::string& bytes, ModuleContainer& content, std::st
         return false;
     }
     if (size == 0 || size > kMaxModuleSize) {
-        error = "the recorded module size is not between 1 byte and 64 MiB";
+        error = "the recorded module size is not between 1 byte and 16 MiB";
         return false;
     }
     std::string stream = reader.Rest();

@@ -15,7 +15,7 @@ struct ModuleContainer {
 enum class StreamEnd { kBySize, kByMark };
 
 // A shared object larger than this is refused when packing and when unpacking.
-constexpr uint32_t kMaxModuleSize = 64 * 1024 * 1024;
+constexpr uint32_t kMaxModuleSize = 16 * 1024 * 1024;
 
 // The container file of `content` in `bytes`. On failure false, with a sentence for the user in `error`, and
 // `bytes` is untouched.
