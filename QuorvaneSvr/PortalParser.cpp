@@ -28,6 +28,10 @@ constexpr char kServiceCharset[] = "GB18030";  // what the answers are read and 
 // Room for converted text per byte of UTF-8.
 constexpr size_t kConversionGrowth = 3;
 
+// Real documents have some KiB. Of larger ones the index of a document made of tags would take twelve times
+// as much, and what they name stays in the record, in the settings and in their file.
+constexpr size_t kLargestDocument = 512 * 1024;
+
 // Header of a module data frame: 16-bit length and two tag bytes.
 constexpr size_t kFrameHeaderSize = 2 + 1 + 1;
 
@@ -178,13 +182,15 @@ CAutoString CPortalParser::MakeRequestHead(const char* userAgent, const char* cl
     return head;
 }
 
-bool CPortalParser::OpenResponse(const CAutoString& document, CMarkup& markup) {
-    return markup.SetDoc(document) && markup.FindElem(kResponse);
+// Leaves `markup` at the root of that name.
+bool CPortalParser::Open(const char* document, const char* root, CMarkup& markup) {
+    return strlen(OrEmpty(document)) <= kLargestDocument && markup.SetDoc(document) &&
+           markup.IsWellFormed() && markup.FindElem(root);
 }
 
 int CPortalParser::ParserTickResponse(const char* body, CAutoString& ticket, int& expire) {
     CMarkup markup;
-    if (!OpenResponse(DecodePostResponseData(body), markup)) {
+    if (!Open(DecodePostResponseData(body), kResponse, markup)) {
         return -1;
     }
     ReadChildText(markup, kTicket, ticket);
@@ -198,7 +204,7 @@ int CPortalParser::ParserAuthResponse(const char* body, CAutoString& userId, int
     const CAutoString document = DecodePostResponseData(body);
     CLog::GetInst()->WriteLog(INFO, "auth is %s ", document.GetBuffer());
     CMarkup markup;
-    if (!OpenResponse(document, markup)) {
+    if (!Open(document, kResponse, markup)) {
         return -1;
     }
     ReadChildText(markup, "userid", userId);
@@ -212,7 +218,7 @@ int CPortalParser::ParserAuthResponse(const char* body, CAutoString& userId, int
 
 int CPortalParser::ParserKeepResponse(const char* body, int& interval, int& level) {
     CMarkup markup;
-    if (!OpenResponse(DecodePostResponseData(body), markup)) {
+    if (!Open(DecodePostResponseData(body), kResponse, markup)) {
         return -1;
     }
     ReadChildNumber(markup, "interval", interval);

@@ -109,7 +109,8 @@ struct RecordNumber {
 
 // Builds and reads the portal's documents: cuts the configuration out of the portal page, reads it into a
 // CAuthConfig, builds the request documents and heads, and reads the answers. Every request body goes through
-// the algorithm module, every answer comes back through it. One object belongs to one thread at a time.
+// the algorithm module, every answer comes back through it. Documents of more than 512 KiB are not read. One
+// object belongs to one thread at a time.
 class CPortalParser {
   public:
     // Tells the algorithm module loader where the container "zxmAlogic.zxm" lies. 1 on success; a missing
@@ -180,7 +181,7 @@ class CPortalParser {
                    CAutoMemory<char>* payload);
 
   private:
-    bool OpenResponse(const CAutoString& document, CMarkup& markup);
+    static bool Open(const char* document, const char* root, CMarkup& markup);
 
     CAutoString m_markerHost;
 };

@@ -25,6 +25,11 @@ constexpr RecordText kConfigTexts[] = {
     {"state-url", &CAuthConfig::strStateUrl},
 };
 
+// Function settings of a portal that names others each time must not fill the memory of a service that runs
+// for months. A longer element could reach a front end in pieces only.
+constexpr size_t kMostFunctions = 256;
+constexpr int kLongestFunction = 8 * 1024;
+
 // Kinds of login that the portal offers. Any other type counts as the last row.
 struct AuthType {
     const char* name;
@@ -115,12 +120,19 @@ void ReadServerList(CMarkup& markup, CAuthConfig& record) {
     }
 }
 
+void NoteFunction(CAuthConfig& record, const CAutoString& name, const CAutoString& element) {
+    const bool hasRoom = record.funCfg.size() < kMostFunctions || record.funCfg.count(name) != 0;
+    if (hasRoom && name.GetLength() + element.GetLength() <= kLongestFunction) {
+        record.funCfg[name] = element;
+    }
+}
+
 void ReadFunctionSettings(CMarkup& markup, CAuthConfig& record) {
     InsideChild(markup, "FunCfg", [&] {
         ForEachChild(markup, nullptr, [&] {
             const CAutoString element = markup.GetChildSubDoc();
             markup.IntoElem();
-            record.funCfg[markup.GetTagName()] = element;
+            NoteFunction(record, markup.GetTagName(), element);
             markup.OutOfElem();
         });
     });
@@ -162,7 +174,7 @@ int CPortalParser::ParserConfig(const char* document, CAuthConfig*& record) {
         record = new CAuthConfig;
     }
     CMarkup markup;
-    if (!markup.SetDoc(document) || !markup.IsWellFormed() || !markup.FindElem(kConfigRoot)) {
+    if (!Open(document, kConfigRoot, markup)) {
         return -1;
     }
     for (const RecordText& text : kConfigTexts) {

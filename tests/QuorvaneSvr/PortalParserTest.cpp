@@ -88,6 +88,19 @@ TEST_F(PortalParser, ReadsAConfigurationOverAnEarlierOne) {
     }
 }
 
+TEST_F(PortalParser, ConfigurationsDoNotFillTheMemory) {
+    for (int i = 0; i < 300; ++i) {
+        const std::string name = "F" + std::to_string(i);
+        Read("<FunCfg><" + name + "/><F0>" + name + "</F0></FunCfg>");
+    }
+    EXPECT_EQ(record.funCfg.size(), 256u);
+    Read("<FunCfg><F0>" + std::string(9000, 'x') + "</F0></FunCfg>");
+    EXPECT_EQ(record.funCfg["F0"], "<F0>F299</F0>");
+    CAuthConfig* target = &record;
+    const std::string large = "<config>" + std::string(600000, ' ') + "</config>";
+    EXPECT_EQ(parser.ParserConfig(large.c_str(), target), -1);
+}
+
 TEST_F(PortalParser, ReadsTheTimesOfTheSharingCheck) {
     const std::tuple<const char*, int, int> rows[] = {
         {"<against-interval>60</against-interval><logout-delay>30</logout-delay>", 60, 30},
