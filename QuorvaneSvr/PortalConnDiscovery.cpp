@@ -108,21 +108,22 @@ int CPortalConn::FollowRedirects(CAutoString& page) {
     // One for the whole chain: what a hop does not say stays as an earlier hop said it.
     CHttpHelper address;
     CAutoString url = record.m_afType == kIPv6Family ? m_redirectUrlIpv6 : m_redirectUrl;
-    for (int hop = 0;; ++hop) {
-        if (hop >= kHopsWithoutRest) {
+    for (int hops = 0;;) {
+        if (hops >= kHopsWithoutRest) {
             Sleep(kHopRestMs);
         }
         CHttpData answer(true);
         const int failure = Probe(url, record.strUserAgent, answer);
         if (failure != 0) {
             if (IsPortalPage(url) && GetNewServerIP(url) != 0) {
-                continue;
+                continue;  // no hop: the list of servers comes to its end by itself
             }
             return failure;
         }
         CLog::GetInst()->WriteLog(INFO, "portal test  request state code is %d", answer.retCode);
         CLog::GetInst()->WriteLog(INFO, "%s", answer.RespHead());
         TakeSchool(answer, settings, record);
+        ++hops;
         m_lastRedirectUrl = url;
         url = answer.GetRedirectAddress();
         if (IsPortalPage(url)) {

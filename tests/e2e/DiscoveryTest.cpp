@@ -85,6 +85,18 @@ TEST_F(Discovery, TicketServerThatIsDownIsReplacedByTheCluster) {
     EXPECT_EQ(portal.Requests(Endpoint::Ticket).size(), 1u);
 }
 
+TEST_F(Discovery, ManyServersThatFailEndTheCheckWithoutARest) {
+    PortalIs([](Scenario& scenario) {
+        for (int i = 0; i < 250; ++i) {
+            scenario.servers += "127.0.0.2:1,";
+        }
+    });
+    StartSession();
+    ExpectReport(kReady);
+    FrontEndAsks(ClientOperation::kCheckEnvironment);
+    ExpectReport({INetConn::ES_PRECONNECTING, INetConn::ES_PRECONNECTFAIL, StateCode::kDiscoveryFailed});
+}
+
 TEST_F(Discovery, RedirectsAreFollowedAsLongAsTheyCome) {
     constexpr size_t kMany = 60;
     Answer wordy;
