@@ -1,0 +1,194 @@
+"""The table of malices. A case names its stages and what happens there; "in_slice" are those of a short run."""
+import gzip
+import itertools
+import zlib
+from dataclasses import dataclass
+
+from portal import (cut, drips, edited, headed, leads, portal_says, resets, says)
+
+MIB = 1024 * 1024
+NUMBERS = [b"0", b"-1", b"2147483647", b"2147483648", b"-2147483649", b"4294967296", b"9223372036854775808",
+           b"1" + b"0" * 30, b"", b"text", b" 7x", b"0x7f", b"1e9"]
+ELEMENTS_WITH_NUMBERS = [b"state-interval", b"expire", b"keep-retry", b"interval", b"level", b"against-interval",
+                         b"logout-delay", b"ipforward"]
+JUNK = {"NUL": b"a\0b", "control bytes": bytes(range(1, 32)) + b"\x7f", "no GB18030": b"\xff\xfe\x80\x81\xa0\xff",
+        "cut UTF-8": b"\xe4\xb8", "format": b"%s%n%1000000d%", "markup": b"]]><!--<a b='&&#0;&#x110000;\"",
+        "lines": b"\r\nError-Code: 200\r\n\r\n", "long": b"A" * MIB}
+TEXTS = {"page": [b"type", b"value", b"register", b"query-url"], "ticket": [b"ticket"],
+         "login": [b"userid", b"process", b"dns1"]}
+ADDRESSES = {"page": [b"ticket-url", b"auth-url", b"state-url"], "login": [b"keep-url", b"term-url"]}
+STAGES = ["probe", "entry", "gate", "page", "ticket", "login", "state", "pulse", "query", "statistics", "term"]
+
+
+@dataclass
+class Case:
+    what: str
+    malice: dict
+    seconds: float = 4          # the longest time that the service is left with it once the malice was met
+    in_slice: bool = True
+    module: str = ""            # how the module named so misbehaves, see run.py
+    stays: float = 1            # seconds that the service is left alone with it then
+
+
+def set_text(name, value):
+    return (b"<%s>[^<]*</%s>" % (name, name), b"<%s>%s</%s>" % (name, value, name))
+
+
+def redirects():
+    for form in ("location", "other", "refresh", "script"):
+        for times in (190, 10**9):  # from the 201st on the service rests
+            yield Case(f"redirect without an end, {form}, {times} times",
+                       {"probe": leads(form, "http://{server}/forward.cgi", times)}, in_slice=times == 190)
+    yield Case("a redirect that grows", {"probe": leads("location", "http://{server}/index.cgi?a=" + "b" * 8000),
+                                         "page": leads("refresh", "http://{server}/index.cgi?n={n}", 150)})
+    yield Case("redirects to nowhere", {"probe": leads("location", "http://127.0.0.1:1/index.cgi")})
+    yield Case("a redirect to a file", {"probe": leads("script", "file:///etc/passwd?http://")})
+    yield Case("a redirect with 100,000 parameters",
+               {"probe": leads("location", "http://{server}/entry?" + "&".join(f"{n}=" for n in range(1000))),
+                "entry": leads("refresh", "http://{server}/gate?" + "a=b&" * 100000)})
+
+
+def sizes():
+    for size in (MIB - 1, MIB, MIB + 1, 4 * MIB):
+        lines = [b"X-%d: %s" % (n, b"h" * 1000) for n in range(size // 1000)]
+        for stage in ("probe", "ticket", "login"):
+            yield Case(f"{stage}: head of {size} bytes", {stage: headed(*lines)}, in_slice=size == MIB)
+    yield Case("header of 8 MiB without an end", {"probe": lambda visit: visit.send(b"HTTP/1.1 200 " + b"x" * 8 * MIB)})
+    for size in (0, 1, 4 * MIB - 1, 4 * MIB, 4 * MIB + 1, 64 * MIB):
+        for stage in ("probe", "page", "ticket", "login", "pulse", "term"):
+            malice = says(body=b"<" * size) if stage in ("probe", "page") else portal_says(document=b"5" * size,
+                                                                                          encoded=False)
+            yield Case(f"{stage}: body of {size} bytes", {stage: malice}, in_slice=size in (0, 4 * MIB))
+    yield Case("a ticket of 2 MiB of &", {"ticket": edited(set_text(b"ticket", b"&amp;" * (2 * MIB // 5)))})
+    yield Case("a body without an end", {"page": lambda visit: endless(visit, b"HTTP/1.1 200 OK\r\n\r\n", b"x" * MIB)})
+    yield Case("chunks without an end", {"page": lambda visit: endless(
+        visit, b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n", b"1\r\nx\r\n" * 10000)})
+    yield Case("trailers without an end", {"ticket": lambda visit: endless(
+        visit, b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n", b"X: %s\r\n" % (b"y" * 8000))})
+    yield Case("interim answers without an end", {"login": lambda visit: endless(
+        visit, b"", b"HTTP/1.1 100 Continue\r\n\r\n")})
+
+
+def endless(visit, head, part):
+    visit.send(head)
+    for _ in range(100 * MIB // len(part)):
+        visit.send(part)
+
+
+def junk():
+    for what, text in JUNK.items():
+        is_worst = what in ("NUL", "no GB18030", "long")
+        for stage, names in TEXTS.items():
+            yield Case(f"{stage}: {what} in texts", {stage: edited(*(set_text(name, text) for name in names))},
+                       in_slice=is_worst)
+        for stage, names in ADDRESSES.items():
+            for name in names:
+                for place in (b"", b"http://"):
+                    yield Case(f"{stage}: {what} in {place.decode()}{name.decode()}",
+                               {stage: edited(set_text(name, place + text))},
+                               in_slice=place != b"" and is_worst)
+        if what != "long":
+            school = [b"%s: %s" % (name, text) for name in (b"schoolid", b"domain", b"area")]
+            refusal = [(b"Last-Login", text), (b"Sub-Error", text)]
+            address = "http://{server}/index.cgi?wlanacip=" + text.decode("latin-1")
+            yield Case(f"{what} in the school's headers", {"probe": headed(*school)}, in_slice=is_worst)
+            yield Case(f"{what} in the portal's headers", {"ticket": headed(b"Sub-Error: " + text, b"X: " + text)},
+                       in_slice=is_worst)
+            yield Case(f"{what} in the headers of a refusal", {"login": portal_says(b"105", headers=refusal)},
+                       in_slice=is_worst)
+            yield Case(f"{what} in a header's address", {"probe": leads("location", address)}, in_slice=is_worst)
+            yield Case(f"{what} in a script's address", {"gate": leads("script", address)}, in_slice=is_worst)
+        for stage in ("ticket", "state", "login", "pulse"):
+            yield Case(f"{stage}: {what} for an answer", {stage: portal_says(document=text, encoded=False)},
+                       in_slice=is_worst and stage in ("ticket", "pulse"))
+
+
+def transport():
+    for stage in STAGES:
+        yield Case(f"{stage}: half an answer", {stage: cut(0.6)}, in_slice=stage in ("gate", "page", "login", "term"))
+        yield Case(f"{stage}: reset", {stage: resets()})
+        yield Case(f"{stage}: reset in the head", {stage: resets(20)}, in_slice=False)
+        yield Case(f"{stage}: no answer", {stage: cut(0)}, in_slice=False)
+        yield Case(f"{stage}: one byte a second", {stage: drips(6)}, seconds=10,
+                   in_slice=stage in ("probe", "page", "ticket", "pulse"))
+        for status in (100, 204, 304, 399, 400, 404, 500, 503, 599, 999):
+            yield Case(f"{stage}: status {status}", {stage: says(status)},
+                       in_slice=status in (204, 503) and stage in ("page", "ticket", "login", "pulse"))
+    yield Case("every connection is reset", {"other": resets()})
+
+
+def bombs():
+    packed = gzip.compress(b"<" * 100 * MIB)
+    for name, body in (("gzip", packed), ("deflate", zlib.compress(b"<" * 100 * MIB)), ("br", packed)):
+        header = (b"Content-Encoding", name.encode())
+        yield Case(f"page: {name} bomb", {"page": says(headers=[header], body=body)})
+        yield Case(f"login: {name} bomb", {"login": portal_says(document=body, headers=[header], encoded=False)})
+
+
+def configurations():
+    def page(what, elements, in_slice=True):
+        return Case(what, {"page": edited((b"<FunCfg>", elements + b"<FunCfg>"))}, in_slice=in_slice)
+
+    def functions(visits=itertools.count()):
+        return lambda visit: edited((b"<FunCfg>", b"<FunCfg>" + b"".join(
+            b"<F%d_%d>%s</F%d_%d>" % (round, n, b"f" * 30, round, n) for round in [next(visits)]
+            for n in range(20000))))(visit)
+
+    yield page("configuration of 4 MiB, one comment", b"<!--" + b"c" * (4 * MIB - 4096) + b"-->")
+    yield page("configuration of 4 MiB, small elements", b"<e/>" * (MIB - 2048))
+    yield page("configuration of 4 MiB, notices", b"<notify>" + b"<register>n</register>" * 170000 + b"</notify>")
+    yield page("configuration of 4 MiB, ways to log in", b"<auth><type>t</type></auth>" * 150000)
+    yield page("configuration of 4 MiB, deep", b"<d>" * 590000 + b"</d>" * 590000)
+    yield page("configuration of 4 MiB, not well formed", b"<d>" * (MIB + 300000))
+    yield page("10,000 servers", b'<server-clusters servers="' + b",".join(
+        b"127.9.%d.%d:1" % (n >> 8, n & 255) for n in range(10000)) + b'"/>')
+    yield page("a server of 1 MiB", b'<server-clusters servers="' + b"s" * MIB + b',x"/>')
+    large = [b"A" * size for size in (500000, 160000, 240000)]
+    yield Case("documents as large as may be", {
+        "page": edited(set_text(b"value", large[0])), "ticket": edited(set_text(b"ticket", large[0])),
+        "login": edited((b"<against>", b"<against><process>%s</process>" % large[2]), set_text(b"userid", large[2]))})
+    yield page("entities", b'<!DOCTYPE a [<!ENTITY a "&a;&a;">]><a>&a;</a>')
+    yield Case("new functions with each look", {"page": functions()})
+    yield Case("sharing rules of 4 MiB", {"page": edited((b"<against>",
+                                                          b"<against>" + b"<process>p</process>" * 190000))})
+
+
+def numbers():
+    for number in NUMBERS:
+        fields = [set_text(name, number) for name in ELEMENTS_WITH_NUMBERS]
+        fields += [(b'enable="1" interval="[^"]*"', b'enable="1" interval="%s"' % number)]
+        yield Case(f"'{number.decode()}' in every number", {stage: edited(*fields) for stage in (
+            "page", "ticket", "state", "login", "pulse")})
+        for stage in ("ticket", "login", "pulse", "term"):
+            yield Case(f"{stage}: Error-Code '{number.decode()}'", {stage: portal_says(number, b"<response/>")},
+                       in_slice=stage == "login")
+
+
+def loops():
+    """What the service asks for again and again by itself; an hour of it is told from these two minutes."""
+    rows = {"pulses without a pause": {"pulse": edited(set_text(b"interval", b"0"))},
+            "a ticket that is never logged in": {"state": portal_says(b"5")},
+            "long tickets that end at once": {"ticket": edited(set_text(b"ticket", b"T" * 8000),
+                                                              set_text(b"expire", b"0")), "state": portal_says(b"5")},
+            "an unreadable configuration": {"page": edited((b"<FunCfg>", b"<broken>" + b"x" * 4 * MIB))},
+            "an open network": {"probe": says(body=b"open")}}
+    for what, malice in rows.items():
+        yield Case("left alone: " + what, malice, stays=120, in_slice=False)
+
+
+def modules():
+    for kind in ("crashes", "forks", "closes descriptors", "never returns"):
+        yield Case(f"a module that {kind}", {"ticket": None}, module=kind)
+    for size in (0, 1, 15 * MIB, 16 * MIB + 1, 65 * MIB):
+        yield Case(f"a module of {size} bytes", {"ticket": portal_says(b"200", b"M" * size, encoded=False)}, seconds=2,
+                   in_slice=size != MIB)
+    yield Case("modules without an end", {"ticket": None}, module="again and again")
+    yield Case("a module that unpacks to much", {"ticket": None}, module="unpacks to much")
+    yield Case("a module that unpacks to the limit", {"ticket": None}, module="unpacks to the limit")
+
+
+def all_cases():
+    for group in (redirects, sizes, junk, transport, bombs, configurations, numbers, modules, loops):
+        for case in group():
+            case.group = group.__name__
+            yield case
