@@ -85,8 +85,9 @@ bool IsAsLeft(const std::string& text, const ResolverRecord& record) {
     const auto end = text.begin() + static_cast<std::ptrdiff_t>(common);
     const auto written =
         static_cast<size_t>(std::mismatch(text.begin(), end, next.begin()).first - text.begin());
-    return !next.empty() &&
-           text.substr(written) == record.before.substr(std::min(written, record.before.size()));
+    const bool isInterrupted =
+        text.substr(written) == record.before.substr(std::min(written, record.before.size()));
+    return !next.empty() && (text == next || isInterrupted);
 }
 
 // What a file becomes that somebody has rewritten and that still names a pushed server. The former servers
