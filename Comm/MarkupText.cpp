@@ -20,6 +20,7 @@ constexpr Reference kReferences[] = {
 };
 
 constexpr uint32_t kLastCodePoint = 0x10FFFF;
+constexpr uint8_t kLastLead = 0xF4;  // of the bytes of its UTF-8 form
 
 bool IsSurrogate(uint32_t codePoint) {
     return codePoint >= 0xD800 && codePoint <= 0xDFFF;
@@ -186,7 +187,7 @@ void AppendCData(std::string& result, std::string_view text) {
 size_t ReadUtf8(std::string_view text, uint32_t& codePoint) {
     const auto lead = static_cast<uint8_t>(text.empty() ? 0 : text[0]);
     const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 ? 2 : lead < 0x80 ? 1 : 0;
-    if (length == 0 || length > text.size()) {
+    if (length == 0 || lead > kLastLead || length > text.size()) {
         return 0;
     }
     codePoint = length == 1 ? lead : lead & (0x7Fu >> length);

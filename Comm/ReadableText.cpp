@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "ConsoleText.h"
+#include "MarkupText.h"
 #include "TextConverter.h"
 
 namespace {
@@ -13,9 +14,19 @@ constexpr char kPortalEncoding[] = "GB18030";
 constexpr char kMarks[] = "<>";  // never a part of a longer character, in either encoding
 constexpr char kLeftOut = '?';
 
-// The text in UTF-8, or none when it is not wholly in the encoding `from`.
-std::optional<std::string> Converted(const std::string& text, const char* from) {
-    TextConverter converter(from, kUtf8);
+// Stricter than iconv, which lets through what lies beyond the last character of all.
+bool IsUtf8(std::string_view text) {
+    uint32_t codePoint = 0;
+    size_t length = 1;
+    for (; !text.empty() && length > 0; text.remove_prefix(length)) {
+        length = ReadUtf8(text, codePoint);
+    }
+    return length > 0;
+}
+
+// The text in UTF-8, or none when it is not wholly in the portal's encoding.
+std::optional<std::string> FromPortalEncoding(const std::string& text) {
+    TextConverter converter(kPortalEncoding, kUtf8);
     std::string_view rest = text;
     std::string converted;
     return converter.Convert(rest, converted) ? std::optional<std::string>(converted) : std::nullopt;
@@ -33,12 +44,7 @@ std::string WithoutForeignBytes(std::string text) {
 }  // namespace
 
 std::string InUtf8(const std::string& text) {
-    for (const char* encoding : {kUtf8, kPortalEncoding}) {
-        if (const std::optional<std::string> converted = Converted(text, encoding)) {
-            return *converted;
-        }
-    }
-    return WithoutForeignBytes(text);
+    return IsUtf8(text) ? text : FromPortalEncoding(text).value_or(WithoutForeignBytes(text));
 }
 
 std::string ReadableText(const std::string& text) {

@@ -31,7 +31,8 @@ TEST(ReportText, IsReadable) {
          "none -> connectfail, code 140017 (the portal answered with its error 17), subErrCode 11"},
         {State("<newState>77</newState><ErrorCode>-5</ErrorCode><extern>\xD6\xD0\x1B[1m</extern>"),
          "none -> 77, code -5, extern \u4E2D?[1m"},
-        {"<a>\xD6\xD0</a><b>\u4E2D\xC2\x9B </b><c>\xFF.</c>", "<a>\u4E2D</a><b>\u4E2D? </b><c>?.</c>"},
+        {"<a>\xD6\xD0</a><b>\u4E2D\xC2\x9B </b><c>\xFF.</c><d>\xF8\x88\x80\x80\x80.\xF8\x90\x80\x80.</d>",
+         "<a>\u4E2D</a><b>\u4E2D? </b><c>?.</c><d>?????.????.</d>"},
     };
     for (const auto& [envelope, expected] : rows) {
         EXPECT_EQ(expected, DescribeReport(Report(envelope)));
