@@ -75,7 +75,8 @@ class CMarkup {
 
     // Reads a file as the document, in memory as UTF-8: a byte-order mark or else the encoding declaration
     // says what it is converted from. With an unknown encoding, or bytes that are not in it, the bytes stay
-    // as they are. False when the file cannot be read or is not well formed.
+    // as they are; behind a mark of UTF-16 they are no document. False when the file cannot be read or is not
+    // well formed.
     bool Load(const char* file);
     // Replaces the file as a whole by the document, encoded as Load found it or as the declaration says.
     bool Save(const char* file, WriteTo target = WriteTo::kCache) const;

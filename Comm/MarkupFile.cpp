@@ -1,4 +1,6 @@
 // The document in a file. In memory it is UTF-8; a file may have any encoding that iconv knows.
+#include <algorithm>
+
 #include "Markup.h"
 #include "MarkupSyntax.h"
 #include "MarkupText.h"
@@ -10,6 +12,7 @@ using namespace MarkupSyntax;
 namespace {
 
 constexpr char kUtf8[] = "UTF-8";
+constexpr std::string_view kWideEncodings = "UTF-16";  // what the names of both begin with
 
 struct ByteOrderMark {
     std::string_view bytes;
@@ -64,8 +67,9 @@ bool ToUtf8(std::string_view bytes, const std::string& encoding, std::string& te
     return converter.IsOpen() && converter.Convert(bytes, text);
 }
 
-// What the encoding has no character for becomes a numeric reference. False when the encoding is unknown or
-// the text is not UTF-8.
+// What the encoding has no character for becomes a numeric reference. Bytes that are not UTF-8 are taken for
+// ones of that encoding: a portal's texts come in its own one, and must not spoil those of the user beside
+// them. False when the encoding is unknown, or one of two bytes a character, which has no place for others.
 bool FromUtf8(std::string_view text, const std::string& encoding, std::string& bytes) {
     TextConverter converter(kUtf8, encoding);
     if (!converter.IsOpen()) {
@@ -74,12 +78,12 @@ bool FromUtf8(std::string_view text, const std::string& encoding, std::string& b
     while (!converter.Convert(text, bytes)) {
         uint32_t codePoint = 0;
         const size_t length = ReadUtf8(text, codePoint);
-        if (length == 0) {
+        if (length == 0 && StartsWith(encoding, kWideEncodings)) {
             return false;
         }
-        converter.Finish(bytes);  // the reference is written in the unshifted state
-        bytes += "&#" + std::to_string(codePoint) + ";";
-        text.remove_prefix(length);
+        converter.Finish(bytes);  // what follows is written in the unshifted state
+        bytes += length == 0 ? std::string(1, text.front()) : "&#" + std::to_string(codePoint) + ";";
+        text.remove_prefix(std::max<size_t>(length, 1));
     }
     converter.Finish(bytes);
     return true;
@@ -109,6 +113,10 @@ bool CMarkup::Load(const char* file) {
     const std::string encoding = mark != nullptr ? mark->encoding : DeclaredEncoding(bytes);
     const bool converted =
         !encoding.empty() && ToUtf8(bytes, encoding, text) && (mark != nullptr || IsBelievable(text));
+    // What is no UTF-16 behind its mark might be once it was saved again, and then be read as something else.
+    if (!converted && mark != nullptr && StartsWith(encoding, kWideEncodings)) {
+        bytes.clear();
+    }
     m_strDoc = std::move(converted ? text : bytes);
     const bool parsed = ParseDoc();
     if (!read) {

@@ -41,11 +41,22 @@ TEST(MarkupFile, ComesBackAsItWasEncoded) {
     }
 }
 
+// All of the file was read as another encoding after that.
+TEST(MarkupFile, ForeignBytesLeaveTheOtherTextsAsTheyAre) {
+    const TemporaryFolder folder;
+    folder.Write(kFile, Declared("GB2312", "\xD6\xD0"));
+    CXMLOpt document;
+    EXPECT_TRUE(document.LoadFile(kFile) && document.SetValue("w", "\xD6\xD0") && document.SaveFile());
+    EXPECT_TRUE(document.LoadFile(kFile));
+    EXPECT_EQ(document.GetValue("v").GetText() + document.GetValue("w").GetText(), kMiddle + kMiddle);
+}
+
 TEST(MarkupFile, UnreadableFileLeavesNothingToSave) {
     const TemporaryFolder folder;
     folder.Write(kFile, "<c/>");
     folder.Write("bad.xml", "<c><v>1</v>");
-    for (const char* bad : {"missing.xml", "bad.xml", ".", static_cast<const char*>(nullptr)}) {
+    folder.Write("odd.xml", "\xFF\xFE<c/>.");
+    for (const char* bad : {"missing.xml", "bad.xml", "odd.xml", ".", static_cast<const char*>(nullptr)}) {
         SCOPED_TRACE(bad != nullptr ? bad : "null");
         CXMLOpt document;
         EXPECT_FALSE(document.SaveFile());
