@@ -1,17 +1,14 @@
 // Takes whatever a client of the agent sends, in pieces, and ends the process when a line is counted wrongly
 // or when what is accepted could not be handed to the service.
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
 #include "FrontEndMessages.h"
+#include "Fuzz.h"
 #include "RequestReader.h"
 #include "XMLOpt.h"
 
 constexpr size_t kPiece = 7;
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string text = std::string(reinterpret_cast<const char*>(data), size) + "\n";
+void Try(std::string_view input) {
+    const std::string text = std::string(input) + "\n";
     std::string seen;
     RequestLines lines;
     for (size_t at = 0; at < text.size() && !lines.IsTooLong(); at += kPiece) {
@@ -21,10 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::string fault;
             const bool isRequest = ReadRequest(*lines.Line(), request, fault);
             const std::string envelope = OperationEnvelope(request.opcode, request.parameters.Text());
-            if (isRequest != fault.empty() || (isRequest && !CXMLOpt(envelope.c_str()).IsWellFormed())) {
-                abort();
-            }
+            Require(isRequest == fault.empty());
+            Require(!isRequest || CXMLOpt(envelope.c_str()).IsWellFormed());
         }
     }
-    return lines.IsTooLong() || seen == text ? 0 : (abort(), 0);
+    Require(lines.IsTooLong() || seen == text);
 }

@@ -1,0 +1,31 @@
+// Walks through the servers of a cluster: the list, the client's address, and the address whose host is
+// exchanged.
+#include "Fuzz.h"
+#include "HttpData.h"
+#include "HttpHelper.h"
+#include "ServerCluster.h"
+
+void Try(std::string_view input) {
+    const std::string list = Take(input);
+    const std::string client = Take(input);
+    CAutoString url = Take(input, '\0');
+    HashBalance left;
+    left.SetIpList(list);
+    CServerCluster cluster;
+    cluster.SetKnown(list, "");
+    cluster.Reload();
+    CAutoString host;
+    while (CHttpHelper::ParseIP(url, host) == 1 && !host.IsEmpty()) {
+        const std::string server = left.getServer(client);
+        CAutoString moved = url;
+        moved.Replace(host, server.c_str());
+        const bool fits = server.size() < 260 && url.GetLength() <= CHttpData::kLongestAddress &&
+                          moved.GetLength() <= CHttpData::kLongestAddress;
+        if (!cluster.MoveToNext(url, false, client)) {
+            return Require(!fits || server.empty());
+        }
+        Require(fits && url == moved);
+        left.deleteIp(server);
+    }
+    Require(!cluster.MoveToNext(url, false, client));
+}
