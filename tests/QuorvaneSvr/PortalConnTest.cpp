@@ -14,7 +14,6 @@
 using namespace portal_sim;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::IsSupersetOf;
 using Reports = std::vector<StateReport>;
 using State = INetConn;
@@ -77,7 +76,6 @@ TEST(Answers, MeanSomethingElseToEachStep) {
         {"intercepted", Endpoint::State, kRedirect, 0, {}},
         {"no answer", Endpoint::State, kDrop, 0, {}},
         {"unreadable, but the login stands", Endpoint::State, kGarbage, 1, {kConnected}},
-        {"version limit", Endpoint::Pulse, Error(3), -1, {GettingReadyFailed(140003)}},
         {"unreadable", Endpoint::Pulse, kGarbage, 0, {}},
         {"already logged out", Endpoint::Term, Error(13), 1, {kLoggedOut}},
         {"login gone", Endpoint::Term, Error(14), 1, {kLoggedOut}},
@@ -119,21 +117,6 @@ TEST(PortalDiscovery, SchoolHeadersCountOnlyTogether) {
     EXPECT_EQ(portal.Record().domain, "");
 }
 
-TEST(PortalDiscovery, MovesThePortalPageToEveryServerOfTheClusterOnce) {
-    PortalFixture portal({}, "<serverCluster>a.invalid,b.invalid</serverCluster>");
-    // Every "a" of it would become a server's name.
-    CAutoString hostile = ("http://a/index.cgi?" + std::string(8000, 'a')).c_str();
-    EXPECT_EQ(portal.engine.GetNewServerIP(hostile), 0);
-    CAutoString url = "http://old.example:8080/index.cgi?back=http://old.example:8080/";
-    ASSERT_EQ(portal.engine.GetNewServerIP(url), 1);
-    const std::string first = url.Find("a.invalid") >= 0 ? "a.invalid" : "b.invalid";
-    const std::string second = first == "a.invalid" ? "b.invalid" : "a.invalid";
-    EXPECT_EQ(url, ("http://" + first + "/index.cgi?back=http://" + first + "/").c_str());
-    ASSERT_EQ(portal.engine.GetNewServerIP(url), 1);
-    EXPECT_THAT(url.GetText(), HasSubstr(second));
-    EXPECT_EQ(portal.engine.GetNewServerIP(url), 0);
-}
-
 TEST(PortalDiscovery, RecoversOnlyWithAMarker) {
     EXPECT_EQ(PortalFixture().engine.DisasterRecovery(""), 0);
     PortalFixture marked({}, "<disasterUrl>Recovery.Example</disasterUrl>");
@@ -160,12 +143,8 @@ TEST(Reports, NumbersAreEmptyAndTextsEscapedOnce) {
                 ElementsAre("InfoCenter SetValue <key>portal's text</key><value></value>"));
 }
 
-TEST(Ticket, NeedsAnAddressAndAConfiguration) {
+TEST(Ticket, NeedsAnAddress) {
     PortalFixture portal;
-    portal.sim.Change([](Scenario& scenario) { scenario.portal = false; });
-    EXPECT_EQ(portal.engine.RequestTicket(), -1);
-    EXPECT_EQ(portal.host.reports.back(), GettingReadyFailed(20010003));
-    portal.sim.Change([](Scenario& scenario) { scenario.portal = true; });
     portal.host.addressResult = -1;
     EXPECT_EQ(portal.engine.RequestTicket(), -3);
     EXPECT_EQ(portal.host.reports.back(), GettingReadyFailed(150107));
@@ -214,15 +193,6 @@ TEST(Pulse, ANewLoginToleratesOneFailureMoreThanAStandingOne) {
     }
 }
 
-TEST(LogOut, OutsideAPortalNetworkTheRequestIsSentAllTheSame) {
-    PortalFixture portal;
-    portal.LogIn();
-    portal.host.portalEnv = 0;
-    EXPECT_EQ(portal.engine.DisConnect("5"), 0);
-    EXPECT_EQ(portal.sim.Requests(Endpoint::Term).size(), 1u);
-    EXPECT_THAT(portal.host.reports, IsEmpty());
-}
-
 TEST(LogOut, AtShutdownOnlyARecordedLoginIsEnded) {
     for (const size_t record : {0, 1}) {
         PortalFixture portal({}, "<connState>" + std::to_string(record) + "</connState>");
@@ -259,20 +229,15 @@ TEST(Settings, KeepWhatTheNextRunStartsFrom) {
     PortalFixture portal(scenario);
     portal.LogIn();
     const CAuthConfig& record = portal.Record();
+    // clang-format off
     const std::pair<const char*, CAutoString> kSaved[] = {
-        {"tickUrl", record.strTickUrl},
-        {"stateUrl", record.strStateUrl},
-        {"schoolId", scenario.schoolId.c_str()},
-        {"wlanuserip", scenario.wlanUserIp.c_str()},
-        {"wlanusermac", scenario.wlanUserMac.c_str()},
-        {"wlanacip", scenario.wlanAcIp.c_str()},
-        {"ticket", record.strTicket},
-        {"keepUrl", record.strKeepUrl},
-        {"termUrl", record.strTermUrl},
-        {"keepRetry", ""},
-        {"connState", ""},      // both through itoa
-        {"serverCluster", ""},  // the list of the configuration before
+        {"tickUrl", record.strTickUrl}, {"stateUrl", record.strStateUrl}, {"keepUrl", record.strKeepUrl},
+        {"termUrl", record.strTermUrl}, {"ticket", record.strTicket}, {"schoolId", scenario.schoolId},
+        {"wlanuserip", scenario.wlanUserIp}, {"wlanusermac", scenario.wlanUserMac}, {"wlanacip", scenario.wlanAcIp},
+        {"keepRetry", ""}, {"connState", ""},  // both through itoa
+        {"serverCluster", ""},                 // the list of the configuration before
     };
+    // clang-format on
     for (const auto& [key, value] : kSaved) {
         EXPECT_EQ(CInfoCenter::GetInst()->GetLocalValue(key), value) << key;
     }
