@@ -174,8 +174,8 @@ TEST(LoginKeeper, TriesAgainAfterPausesThatGrow) {
         {"pauses", "FRESH 32:20010207 =no-portal >check tries:1 FAIL +5 >check FAIL +9.9 +.2 >check FAIL +19.9 +.2 "
                    ">check FAIL +39.9 +.2 >check FAIL +79.9 +.2 >check FAIL +159.9 +.2 >check FAIL +299.9 +.2 >check "
                    "FAIL +299.9 +.2 >check tries:9 31 >login:me IN tries:0"},
-        {"ticket", "FRESH 33:30000103 0>33:150103 >check =no-portal last:150103"},
-        {"login, then ticket", "READY 0>1 0>3:150102 =no-portal 33:30000103 0>33:150103 =no-portal tries:2 next:5"},
+        {"login, then ticket", "READY 0>1 0>3:150102 =no-portal 33:30000103 0>33:150103 =no-portal last:150103 "
+                               "tries:2 next:5"},
         {"login again", "READY 0>1 1>3:140077 =offline TICKET >login:me 0>1 1>3:140077 TICKET =offline +5 >check"},
         {"code 14", "READY 0>1 TICKET >login:me tries:1 0>1 TICKET next:5 =offline +5 >check 31 >login:me"},
         {"ticket before the login was read", "READY 31 =logging-in 0>1 33:30000104 33:30000105 IN tries:0"},
