@@ -186,12 +186,6 @@ TEST(Doctor, NamesWhatIsSeededAndNothingElse) {
     }
 }
 
-TEST(Doctor, JsonIsOneLine) {
-    const Diagnosis diagnosis = {{{"route", kFault, "a \"b\""}}, "c"};
-    EXPECT_EQ(DiagnosisAsJson(diagnosis), R"({"checks":[{"name":"route","result":"fault","text":"a \"b\""}],)"
-                                          R"("findings":1,"advice":"c"})");
-}
-
 TEST(Doctor, EachFindingHasItsEntryInTheDocument) {
     const std::string document = TemporaryFolder().Read(TROUBLES_DOCUMENT);
     for (const FindingRow& row : kFindings) {
