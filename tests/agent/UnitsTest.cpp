@@ -271,20 +271,6 @@ TEST_F(AgentWayOut, ChangesWhenItIsQuietOrAfterASuspend) {
     thread.Do([&] { watch.reset(); });
 }
 
-TEST(AgentWayOutMessages, ArePassedOverWhenCutShort) {
-    // Head and route, then next hops: one over the loopback with a gateway.
-    std::string message(
-        "\0\0\0\0\x18\0\0\0\7\0\0\0\0\0\0\0\2\0\0\0\xfe\0\0\1\0\0\0\0"
-        "\x14\0\x09\0\x10\0\0\0\1\0\0\0\x08\0\5\0\xc0\0\2\1",
-        48);
-    for (size_t length = 0; length <= message.size(); ++length) {
-        message[0] = static_cast<char>(length);
-        PathFinder finder;
-        EXPECT_EQ(finder.Take(std::string(message, 0, length), 7), PathFinder::Progress::kMore);
-        EXPECT_EQ(Text(finder.Best()), length < message.size() ? "||" : "lo||192.0.2.1") << length;
-    }
-}
-
 TEST_F(AgentLink, AttachesInEveryOrder) {
     Texts expected;
     for (const char* before :
