@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <pugixml.hpp>
 #include <regex>
-#include <set>
 #include <thread>
 
 #include "AgentState.h"
@@ -79,12 +78,6 @@ std::string Status(const std::string& state) {
 
 std::string Failure(const std::string& word, const std::string& status) {
     return Json("{'ok':false,'error':'" + word + "','message':'so it is','status':" + status + "}\n");
-}
-
-std::set<std::string> Matches(const std::string& text, const std::string& pattern) {
-    const std::regex expression(pattern);
-    const std::sregex_token_iterator found(text.begin(), text.end(), expression, 1);
-    return {found, std::sregex_token_iterator()};
 }
 
 }  // namespace
@@ -208,26 +201,5 @@ TEST_F(Ctl, DrawsTheHistory) {
                     HasSubstr("offline, 150108: <lost> & gone??"));
         EXPECT_EQ(3U, svg.select_nodes("rect[title]").size());
         EXPECT_GE(svg.select_nodes("line").size(), 6U);
-    }
-}
-
-TEST_F(Ctl, IsCompletedAsItsHelpTells) {
-    const auto complete = [](const std::string& words) {
-        std::string found;
-        EXPECT_EQ(0, RunProgram("bash -c 'set -eu; . " QUORVANE_CTL_COMPLETION "; COMP_WORDS=(quorvane-ctl " +
-                                    words +
-                                    "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _quorvane_ctl; "
-                                    "printf \" %s \" \"${COMPREPLY[@]}\"'",
-                                found));
-        return Matches(found, " ([a-z-]+) ");
-    };
-    ASSERT_EQ(0, Run("--help"));
-    EXPECT_EQ(Matches(output.substr(output.find("Subcommands:")), "\n  ([a-z-]+) "),
-              complete("--socket status --json \"\""));
-    for (const std::string command : {"login", "history", "doctor", "account set", "account clear"}) {
-        ASSERT_EQ(0, Run(command + " --help"));
-        std::set<std::string> options = Matches(output.substr(0, output.find("\n\n--")), "(--[a-z-]+)");
-        options.insert({"--socket", "--json", "--timeout"});
-        EXPECT_EQ(options, complete(command + " --")) << command;
     }
 }
