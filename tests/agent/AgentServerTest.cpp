@@ -4,7 +4,6 @@
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include "MessageJson.h"
 #include "RunProgram.h"
 #include "ServiceProcess.h"
+#include "SocketClient.h"
 #include "TemporaryFolder.h"
 #include "WaitUntil.h"
 
@@ -28,28 +28,11 @@ constexpr char kUnended[] = "{\"op\":\"terminals\",\"timeout\":0.1}";
 constexpr char kTerminals[] = "{\"op\":\"terminals\"}\n";
 constexpr char kWatch[] = "{\"op\":\"watch\"}\n";
 
-struct Client {
-    Client() {
-        const sockaddr_un address = {AF_UNIX, "agent.sock"};
-        isConnected = connect(Socket(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-    }
-    int Socket() const { return fileno(stream.get()); }
-    bool Tell(const std::string& requests, int flags = 0) const {
-        return send(Socket(), requests.data(), requests.size(), flags | MSG_NOSIGNAL) ==
-               ssize_t(requests.size());
-    }
+struct Client : SocketClient {
+    Client() : SocketClient("agent.sock") {}
     // The next line; empty at the end.
-    std::string Line() const {
-        std::string line;
-        for (int byte = 0; (byte = fgetc(stream.get())) != EOF && byte != '\n';) {
-            line += static_cast<char>(byte);
-        }
-        return line;
-    }
-    std::string Ask(const std::string& requests) const { return Tell(requests), Line(); }
-
-    const FileOwner stream{fdopen(socket(AF_UNIX, SOCK_STREAM, 0), "r")};
-    bool isConnected = false;
+    std::string NextLine() { return Line().value_or(""); }
+    std::string Answer(const std::string& requests) { return Send(requests), NextLine(); }
 };
 
 std::string Message(const std::string& opcode, const std::string& parameters) {
@@ -61,7 +44,7 @@ class AgentServer : public testing::Test {
   protected:
     void SetUp() override {
         agent = std::make_unique<ServiceProcess>();
-        ASSERT_TRUE(WaitUntil([] { return Client().isConnected; }));
+        ASSERT_TRUE(WaitUntil([] { return Client().IsConnected(); }));
         ExpectOperation("ClientStart");
     }
     void Report(const std::string& opcode, const std::string& parameters) const {
@@ -74,10 +57,6 @@ class AgentServer : public testing::Test {
             return read(fromAgent.Get(), bytes, sizeof(bytes)) > 0 && strstr(bytes, text.c_str()) != nullptr;
         })) << text;
     }
-    long Memory() const {
-        const std::string status = folder.Read("/proc/" + std::to_string(agent->Pid()) + "/status");
-        return atol(status.c_str() + status.find("VmRSS:") + 6);
-    }
 
     const TemporaryFolder folder;
     const Descriptor toAgent{(mkfifo("serverpipe", 0600), open("serverpipe", O_RDWR | O_NONBLOCK))};
@@ -89,46 +68,47 @@ class AgentServer : public testing::Test {
 
 TEST_F(AgentServer, AnswersInOrderAlsoAfterAHalfClose) {
     const std::string refused = folder.Read(REFUSED_REQUESTS);
-    const Client client;
-    EXPECT_THAT(client.Ask(kUnended + ("\n" + refused) + "{\"op\":\"history\"}\n" + kUnended),
+    Client client;
+    EXPECT_THAT(client.Answer(kUnended + ("\n" + refused) + "{\"op\":\"history\"}\n" + kUnended),
                 HasSubstr("\"timeout\""));
-    shutdown(client.Socket(), SHUT_WR);
+    shutdown(client.Get(), SHUT_WR);
     for (auto row = std::count(refused.begin(), refused.end(), '\n'); row > 0; --row) {
-        EXPECT_THAT(client.Line(), StartsWith(kBad)) << row << " rows before the last one";
+        EXPECT_THAT(client.NextLine(), StartsWith(kBad)) << row << " rows before the last one";
     }
-    EXPECT_THAT(client.Line(), StartsWith("{\"ok\":true,\"history\":[{"));
-    EXPECT_THAT(client.Line(), HasSubstr("\"timeout\""));
-    EXPECT_EQ("", client.Line());
+    EXPECT_THAT(client.NextLine(), StartsWith("{\"ok\":true,\"history\":[{"));
+    EXPECT_THAT(client.NextLine(), HasSubstr("\"timeout\""));
+    EXPECT_EQ("", client.NextLine());
 }
 
 TEST_F(AgentServer, BoundsRequests) {
     const std::string send = "{\"op\":\"send\",\"opcode\":\"A\",\"parameters\":{";
     const std::string longest = "{\"op\":\"status\",\"x\":\"" + std::string(65536 - 22, 'y') + "\"}";
-    const Client client;
-    EXPECT_THAT(client.Ask(std::string(60000, '[') + "\n"), StartsWith(kBad));
-    EXPECT_THAT(client.Ask(send + "\"a\":\"" + std::string(4080, 'x') + "\"}}\n"), StartsWith(kBad));
-    EXPECT_EQ("{\"ok\":true}", client.Ask(send + "}}\n"));
-    EXPECT_THAT(client.Ask(longest + "\n"), StartsWith(kOk));
-    EXPECT_THAT(client.Ask(longest + " \n" + kStatus), StartsWith(kBad));
-    EXPECT_EQ("", client.Line());
-    const Client other;
-    EXPECT_TRUE(other.Tell(std::string(8000000, 'z')));
-    EXPECT_THAT(other.Line(), StartsWith(kBad));
+    Client client;
+    EXPECT_THAT(client.Answer(std::string(60000, '[') + "\n"), StartsWith(kBad));
+    EXPECT_THAT(client.Answer(send + "\"a\":\"" + std::string(4080, 'x') + "\"}}\n"), StartsWith(kBad));
+    EXPECT_EQ("{\"ok\":true}", client.Answer(send + "}}\n"));
+    EXPECT_THAT(client.Answer(longest + "\n"), StartsWith(kOk));
+    EXPECT_THAT(client.Answer(longest + " \n" + kStatus), StartsWith(kBad));
+    EXPECT_EQ("", client.NextLine());
+    Client other;
+    EXPECT_TRUE(other.Send(std::string(8000000, 'z')));
+    EXPECT_THAT(other.NextLine(), StartsWith(kBad));
 }
 
 TEST_F(AgentServer, BoundsClientsAndWhatTheyDoNotRead) {
     std::string requests;
     for (int count = 0; count < 10000; ++count) {
-        EXPECT_TRUE(Client().isConnected);
+        EXPECT_TRUE(Client().IsConnected());
         requests += kStatus;
     }
     std::vector<Client> clients(64);
-    EXPECT_THAT(clients.back().Ask(kStatus), StartsWith(kOk));
-    EXPECT_THAT(Client().Line(), HasSubstr("\"error\":\"busy\""));
-    EXPECT_TRUE(WaitUntil([&] { return !clients[0].Tell(requests, MSG_DONTWAIT); }));
+    EXPECT_THAT(clients.back().Answer(kStatus), StartsWith(kOk));
+    EXPECT_THAT(Client().NextLine(), HasSubstr("\"error\":\"busy\""));
+    fcntl(clients[0].Get(), F_SETFL, O_NONBLOCK);
+    EXPECT_TRUE(WaitUntil([&] { return !clients[0].Send(requests); }));
     clients.pop_back();
-    EXPECT_THAT(Client().Ask(kStatus), StartsWith(kOk));
-    EXPECT_LT(Memory(), MOST_MEMORY);
+    EXPECT_THAT(Client().Answer(kStatus), StartsWith(kOk));
+    EXPECT_LT(agent->ResidentKilobytes(), MOST_MEMORY);
 }
 
 // One that came among them and stayed kept the room of all of them.
@@ -138,64 +118,65 @@ TEST_F(AgentServer, GivesBackWhatACrowdNeeded) {
         numbers += ",1";
     }
     std::vector<Client> crowd(60);
-    const Client last;
-    for (const Client& client : crowd) {
-        EXPECT_THAT(client.Ask(numbers + "]\n"), StartsWith(kBad));
+    Client last;
+    for (Client& client : crowd) {
+        EXPECT_THAT(client.Answer(numbers + "]\n"), StartsWith(kBad));
     }
-    EXPECT_THAT(last.Ask(numbers + "]\n"), StartsWith(kBad));
+    EXPECT_THAT(last.Answer(numbers + "]\n"), StartsWith(kBad));
     crowd.clear();
-    EXPECT_TRUE(WaitUntil([&] { return Client().isConnected && Memory() < MOST_MEMORY / 3 * 2; }))
-        << Memory();
+    EXPECT_TRUE(WaitUntil([&] {
+        return Client().IsConnected() && agent->ResidentKilobytes() < MOST_MEMORY / 3 * 2;
+    })) << agent->ResidentKilobytes();
 }
 
 TEST_F(AgentServer, ClosesAWatcherThatDoesNotRead) {
-    const Client watcher, stalled;
-    EXPECT_THAT(watcher.Ask(kWatch) + stalled.Ask(kWatch), StartsWith(kOk));
+    Client watcher, stalled;
+    EXPECT_THAT(watcher.Answer(kWatch) + stalled.Answer(kWatch), StartsWith(kOk));
     for (int count = 0; count < 1000; ++count) {
         Report("Dance", std::to_string(count) + std::string(1000, 'x'));
-        ASSERT_THAT(watcher.Line(), HasSubstr("{\"text\":\"" + std::to_string(count) + "x"));
+        ASSERT_THAT(watcher.NextLine(), HasSubstr("{\"text\":\"" + std::to_string(count) + "x"));
         for (int behind = 0; count == 200 && behind <= count; ++behind) {
-            ASSERT_THAT(stalled.Line(), HasSubstr("\"" + std::to_string(behind) + "x"));
+            ASSERT_THAT(stalled.NextLine(), HasSubstr("\"" + std::to_string(behind) + "x"));
         }
     }
-    for (int left = 0; !stalled.Line().empty(); ++left) {
+    for (int left = 0; !stalled.NextLine().empty(); ++left) {
         ASSERT_LT(left, 700);
     }
 }
 
 TEST_F(AgentServer, TellsWhatEndedAStateAndWhomAClientLogsIn) {
-    const Client client;
-    EXPECT_TRUE(client.Tell("{\"op\":\"check\"}\n"));
-    EXPECT_THAT(Client().Ask(kStatus), HasSubstr("\"state\":\"checking\""));
+    Client client;
+    EXPECT_TRUE(client.Send("{\"op\":\"check\"}\n"));
+    EXPECT_THAT(Client().Answer(kStatus), HasSubstr("\"state\":\"checking\""));
     Report("NetStateMessageResp", "<type>51</type><newState>32</newState><ErrorCode>20010207</ErrorCode>");
-    EXPECT_THAT(client.Line(), StartsWith(R"({"ok":true,"state":"no-portal")"));
+    EXPECT_THAT(client.NextLine(), StartsWith(R"({"ok":true,"state":"no-portal")"));
     Report("NetStateMessageResp", "<type>51</type><newState>33</newState><ErrorCode>30000101</ErrorCode>");
-    EXPECT_TRUE(WaitUntil([] { return Client().Ask(kStatus).find("checking") != std::string::npos; }));
-    EXPECT_THAT(client.Ask("{\"op\":\"history\"}\n"),
+    EXPECT_TRUE(WaitUntil([] { return Client().Answer(kStatus).find("checking") != std::string::npos; }));
+    EXPECT_THAT(client.Answer("{\"op\":\"history\"}\n"),
                 testing::ContainsRegex("the network check failed.*30000101,\"sub_code\":\"\",\"text\":\"\""));
-    client.Ask(R"({"op":"send","opcode":"PortalConnect","parameters":{"user":"me","password":"<"}})"
-               "\n");
+    client.Answer(R"({"op":"send","opcode":"PortalConnect","parameters":{"user":"me","password":"<"}})"
+                  "\n");
     ExpectOperation("<password>&lt;</password>");
-    EXPECT_THAT(client.Ask(kStatus), HasSubstr(R"("account":"me","account_file":null,"wanted":true)"));
+    EXPECT_THAT(client.Answer(kStatus), HasSubstr(R"("account":"me","account_file":null,"wanted":true)"));
 }
 
 // A list that answers nothing must not pass for the success of a log-out, which nothing but a list tells.
 TEST_F(AgentServer, AsksForTerminalsOneThingAtATime) {
     const std::string list = "<response><terminal>t</terminal><terminal><host>h</host></terminal></response>";
     const std::string logout = "{\"op\":\"terminal-logout\",\"ticket\":\"<1\"}\n";
-    const Client lister, other;
-    EXPECT_TRUE(lister.Tell(kTerminals));
+    Client lister, other;
+    EXPECT_TRUE(lister.Send(kTerminals));
     ExpectOperation("GetTerminalData");
-    EXPECT_TRUE(other.Tell(logout + logout));
-    EXPECT_THAT(Client().Ask(kStatus), StartsWith(kOk));
+    EXPECT_TRUE(other.Send(logout + logout));
+    EXPECT_THAT(Client().Answer(kStatus), StartsWith(kOk));
     Report("SetTerminalData", list + "<host>own</host>");
-    EXPECT_EQ(R"({"ok":true,"terminals":["t",{"host":"h"}]})", lister.Line());
+    EXPECT_EQ(R"({"ok":true,"terminals":["t",{"host":"h"}]})", lister.NextLine());
     ExpectOperation("<ticket>&lt;1</ticket>");
     Report("TerminalTermReturn", "<code>-1</code>");
-    EXPECT_THAT(other.Line(), HasSubstr("\"error\":\"failed\""));
+    EXPECT_THAT(other.NextLine(), HasSubstr("\"error\":\"failed\""));
     ExpectOperation("<ticket>&lt;1</ticket>");
     Report("SetTerminalData", list);
-    EXPECT_EQ(R"({"ok":true})", other.Line());
+    EXPECT_EQ(R"({"ok":true})", other.NextLine());
 }
 
 TEST(AgentEvents, HoldOneMessageEach) {

@@ -63,3 +63,18 @@ std::string ServiceProcess::Output() const {
     std::ifstream file(m_outputFile, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
+
+std::chrono::nanoseconds ServiceProcess::ProcessorTime() const {
+    clockid_t clock = 0;
+    timespec used = {};
+    if (clock_getcpuclockid(m_pid, &clock) != 0 || clock_gettime(clock, &used) != 0) {
+        throw std::runtime_error("the program has ended");
+    }
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+long ServiceProcess::ResidentKilobytes() const {
+    std::ifstream file("/proc/" + std::to_string(m_pid) + "/status");
+    const std::string status(std::istreambuf_iterator<char>(file), {});
+    return std::stol(status.substr(status.find("VmRSS:") + 6));
+}

@@ -23,6 +23,9 @@ class ServiceProcess {
     std::optional<int> WaitForExit(std::chrono::milliseconds deadline = std::chrono::seconds(10));
     // What it has written to standard output and standard error so far.
     std::string Output() const;
+    // What it has used so far, and the memory that it has now.
+    std::chrono::nanoseconds ProcessorTime() const;
+    long ResidentKilobytes() const;
 
   private:
     bool Reap();
