@@ -107,23 +107,3 @@ TEST(PortalSim, EachClientHasALoginOfItsOwn) {
     }
     EXPECT_THAT(sim.Complaints(), testing::IsEmpty());
 }
-
-TEST(PortalSim, ScenarioLinesSetWhatTheyNameOrAreRefused) {
-    Scenario scenario;
-    std::string fault;
-    for (const char* line : {"", "# nothing", "account 1@b \"pass word\"", "pulse-seconds 7", "no-portal",
-                             "answer login error 105 Last-Login=\"a b\" delay=20"}) {
-        EXPECT_TRUE(ApplyLine(line, scenario, fault)) << line << ": " << fault;
-    }
-    for (const char* line :
-         {"acount a b", "pulse-seconds -1", "answer login error x", "answer ticket module no-file"}) {
-        EXPECT_FALSE(ApplyLine(line, scenario, fault)) << line;
-    }
-    EXPECT_EQ(scenario.account + "/" + scenario.password, "1@b/pass word");
-    EXPECT_EQ(scenario.pulseSeconds, 7u);
-    EXPECT_FALSE(scenario.portal);
-    const Answer& answer = scenario.script[Endpoint::Login].at(0);
-    EXPECT_EQ(answer.code, kErrorWrongPassword);
-    EXPECT_EQ(answer.headers.at("Last-Login"), "a b");
-    EXPECT_EQ(answer.delay, std::chrono::milliseconds(20));
-}
