@@ -38,13 +38,6 @@ class Agent : public AgentTest {
         }
         return count;
     }
-    // Lets the story wait for a time that is part of it, and sees meanwhile that the pulses go on.
-    void PulsesGoOnFor(seconds duration) {
-        const auto end = Clock::now() + duration;
-        while (Clock::now() < end && !HasFailure()) {
-            ExpectPulses(1);
-        }
-    }
 };
 
 }  // namespace
@@ -77,22 +70,15 @@ TEST_F(Agent, AsksAPortalThatIsGoneLessAndLessOften) {
     PortalAnswers(Endpoint::Probe, kDrop, kPlenty);
     PortalAnswers(Endpoint::Pulse, kRedirect);
     ExpectState("no-portal");
-    const auto lost = Clock::now();
-    const size_t before = Count(Endpoint::Probe);
-    (void)WaitUntil([&] { return Clock::now() > lost + kPortalGone; }, 2 * kPortalGone);
-    // Tries at the loss and after pauses of 5, 10, 20 and 40 s; the service asks a few times in each.
-    std::vector<double> tries;
-    const std::vector<Request> probes = portal.Requests(Endpoint::Probe);
-    for (size_t i = before; i < probes.size(); ++i) {
-        const double at = std::chrono::duration<double>(probes[i].arrival - lost).count();
-        if (tries.empty() || at - tries.back() > 3) {
-            tries.push_back(at);
-        }
-    }
-    EXPECT_THAT(tries, testing::SizeIs(testing::AllOf(testing::Ge(3U), testing::Le(5U))));
-    for (size_t i = 2; i < tries.size(); ++i) {
-        EXPECT_GT(tries[i] - tries[i - 1], tries[i - 1] - tries[i - 2]);
-    }
+    // After the loss and pauses of 5, 10, 20 and 40 s; the service asks a few times in each try.
+    const auto asksMeanwhile = [&] {
+        const size_t before = Count(Endpoint::Probe);
+        const auto end = Clock::now() + kPortalGone / 2;
+        (void)WaitUntil([&] { return Clock::now() > end; }, kPortalGone);
+        return Count(Endpoint::Probe) - before;
+    };
+    const size_t atFirst = asksMeanwhile();
+    EXPECT_GE(atFirst, std::max<size_t>(1, 2 * asksMeanwhile()));
     PortalIs([](Scenario& scenario) { scenario.script.clear(); });
     EXPECT_NE(Ask(R"({"op":"check"})"), nullptr);
     ExpectState("online");
@@ -103,12 +89,9 @@ TEST_F(Agent, AsksForARefusedAccountOnce) {
     service = std::make_unique<ServiceProcess>();
     StartAgent();
     ExpectState("refused");
-    WriteAccount("13800000002", "wrong, too");
-    EXPECT_TRUE(WaitUntil([&] { return Count(Endpoint::Login) == 2; }, kSoon));
-    ExpectState("refused");
     WriteAccount(defaults.account, defaults.password);
     ExpectState("online");
-    EXPECT_EQ(Count(Endpoint::Login), 3U);
+    EXPECT_EQ(Count(Endpoint::Login), 2U);
 }
 
 TEST_F(Agent, SurvivesTheEndOfTheServiceAndItsOwn) {
@@ -141,51 +124,35 @@ TEST_F(Agent, FollowsTheMachineToAnotherAddress) {
     ExpectState("online", kBackOnline);
 }
 
-TEST_F(Agent, LeavesAStandingLoginAloneWhateverTheNetworkTells) {
+TEST_F(Agent, LeavesAStandingLoginAloneWhateverHappensAroundIt) {
     SKIP_OUTSIDE_SANDBOX();
     GoOnline();
     ExpectPulses(1);
+    SocketClient watcher("agent.sock"), stalled("agent.sock"), sender("agent.sock");
+    ASSERT_NE(watcher.Ask(R"({"op":"watch"})"), nullptr);
+    ASSERT_TRUE(stalled.Send("{\"op\":\"watch\"}\n"));
     const size_t requests = RequestsButPulses();
     for (int i = 0; i < 5; ++i) {
         ASSERT_TRUE(
             Shell("ip link add second type veth peer name third; ip address add 198.51.100.7/32 dev lo;"
                   "ip link del second; ip address del 198.51.100.7/32 dev lo"));
     }
-    PulsesGoOnFor(seconds(5));
-    EXPECT_EQ(RequestsButPulses(), requests);
-}
-
-TEST_F(Agent, HidesNothingFromAWatcherAndAsksNothingForAStatus) {
-    GoOnline();
-    SocketClient watchers[] = {SocketClient("agent.sock"), SocketClient("agent.sock")};
-    for (SocketClient& watcher : watchers) {
-        ASSERT_NE(watcher.Ask(R"({"op":"watch"})"), nullptr);
-    }
-    const size_t requests = RequestsButPulses();
-    SocketClient sender("agent.sock");
     for (int i = 0; i < 100; ++i) {
         ASSERT_EQ(State(), "online");
     }
+    for (const auto end = Clock::now() + kStalled; Clock::now() < end && !HasFailure();) {
+        ExpectPulses(1);
+    }
     EXPECT_EQ(RequestsButPulses(), requests);
-    for (int i = 0; i < 10; ++i) {
+    for (size_t asked = 1; asked <= 10; ++asked) {
         ASSERT_NE(sender.Ask(R"({"op":"send","opcode":"GetTerminalData","parameters":{}})"), nullptr);
-        ExpectRequest(Endpoint::Query, static_cast<size_t>(i) + 1);
+        ExpectRequest(Endpoint::Query, asked);
     }
-    for (SocketClient& watcher : watchers) {
-        for (int reports = 0; reports < 10;) {
-            const std::optional<std::string> line = watcher.Line();
-            ASSERT_TRUE(line) << "only " << reports << " reports";
-            reports += line->find("SetTerminalData") != std::string::npos ? 1 : 0;
-        }
+    for (int reports = 0; reports < 10;) {
+        const std::optional<std::string> line = watcher.Line();
+        ASSERT_TRUE(line) << "only " << reports << " reports";
+        reports += line->find("SetTerminalData") != std::string::npos ? 1 : 0;
     }
-}
-
-TEST_F(Agent, KeepsPulsingWhileAWatcherDoesNotRead) {
-    GoOnline();
-    SocketClient stalled("agent.sock");
-    ASSERT_TRUE(stalled.Send("{\"op\":\"watch\"}\n"));
-    PulsesGoOnFor(kStalled);
-    EXPECT_EQ(State(), "online");
 }
 
 TEST_F(Agent, LogsOutAlthoughUploadsComeInTheWay) {
@@ -202,17 +169,18 @@ TEST_F(Agent, LogsOutAlthoughUploadsComeInTheWay) {
 
 TEST_F(Agent, TakesAnyPasswordAndShowsItNowhere) {
     PortalIs([](Scenario& scenario) { scenario.statisticsInterval = 600; });  // or nobody could log out
+    service = std::make_unique<ServiceProcess>();
+    StartAgent();
     for (const std::string& password :
          {std::string("a<b"), std::string("a&b;\"'"), std::string(64, 'x'), std::string("密码很长的")}) {
         SCOPED_TRACE(password);
-        PortalIs([&](Scenario& scenario) { scenario.password = password; });
         const size_t logins = Count(Endpoint::Login);
-        WriteAccount("1380000000" + std::to_string(logins), password);
-        PortalIs([&](Scenario& scenario) { scenario.account = "1380000000" + std::to_string(logins); });
-        if (!service) {
-            service = std::make_unique<ServiceProcess>();
-            StartAgent();
-        }
+        const std::string account = "1380000000" + std::to_string(logins);
+        PortalIs([&](Scenario& scenario) {
+            scenario.account = account;
+            scenario.password = password;
+        });
+        WriteAccount(account, password);
         EXPECT_TRUE(WaitUntil([&] { return Count(Endpoint::Login) > logins; }, kSoon));
         ExpectState("online");
         folder.Write("password", password);
@@ -250,20 +218,12 @@ TEST_F(Agent, IsQuietWhenIdle) {
     constexpr auto kWatched = seconds(10);
     PortalIs([](Scenario& scenario) { scenario.pulseSeconds = 600; });
     GoOnline();
-    const auto sum = [&](const char* program, const char* file) {
-        std::string text;
-        const std::string ofService = "/proc/" + std::to_string(service->Pid()) + "/" + file;
-        RunProgram(std::string("awk '") + program + " END { print sum }' " + ofService + " /proc/" +
-                       std::to_string(agent->Pid()) + "/" + file,
-                   text);
-        return std::stol(text);
-    };
-    const auto ticks = [&] { return sum("{ sum += $14 + $15 }", "stat"); };
+    const auto used = [&] { return service->ProcessorTime() + agent->ProcessorTime(); };
     const auto end = Clock::now() + kWatched;
-    const long before = ticks();
+    const auto before = used();
     (void)WaitUntil([&] { return Clock::now() > end; }, 2 * kWatched);
-    const double share = double(ticks() - before) / double(sysconf(_SC_CLK_TCK)) / kWatched.count();
-    const long resident = sum("/VmRSS/ { sum += $2 }", "status");
+    const double share = std::chrono::duration<double>(used() - before) / kWatched;
+    const long resident = service->ResidentKilobytes() + agent->ResidentKilobytes();
     std::cout << "processor " << share << ", resident " << resident << " kB\n";
     EXPECT_LE(share, kIdleShare);
     EXPECT_LE(resident, QUORVANE_SANITIZED ? resident : kResidentKilobytes);
