@@ -38,7 +38,6 @@ class SystemControl : public testing::Test {
 
 TEST_F(SystemControl, DistributionDecidesHowForwardingIsRead) {
     const std::pair<const char*, OPERATION_SYSTEM> rows[] = {
-        {"NAME=\"Ubuntu\"\\nID=ubuntu\\n", SYSTEM_UBUNTU},
         {"NAME=\"CentOS Stream\"\\nID=\"centos\"\\n", SYSTEM_CENT},
         {"NAME=\"CentOS\"\\nID_LIKE=\"Fedora\"\\nVERSION=9\\n", SYSTEM_FEDORA},
         {"NAME=\"Debian GNU/Linux\"\\n", kUnknownSystem},

@@ -66,7 +66,6 @@ TEST(PortalSim, JudgesEveryRuleOfARequest) {
         {"User-Agent", "RAVO/Linux64/", "99", "User-Agent"},
         {"Client-ID", kOtherClientId, "99", "\"client-id\" differs"},
         {"JVN-SchoolId", "", "99", "jvn-schoolid"},
-        {"JVN-Area", "1", "99", "jvn-area"},
         {"Connection", "keep-alive", "99", "close"},
         {"UTF-8", "utf-8", "99", "decode"},
         {"</host-name>", "", "99", "parse"},
