@@ -14,7 +14,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "LocalHttpServer.h"
 #include "WaitUntil.h"
@@ -62,26 +61,6 @@ TEST(CurlHttp, SendsHeadAndStoresAnswer) {
                                   HasSubstr("\r\nConnection:close\r\nUser-Agent:agent\r\nAlgo-ID:7\r\n")),
                             StartsWith("GET /path?a=1 HTTP/1.1\r\n")));
     unsetenv("all_proxy");
-}
-
-TEST(CurlHttp, AnswersDecideTheResult) {
-    const std::tuple<const char*, std::string, int, int, const char*> rows[] = {
-        {"last status that is stored", HttpAnswer("399 X", "", "body"), CCurlHttp::kDone, 399, "body"},
-        {"first status that is refused", HttpAnswer("400 X", "", "body"), CCurlHttp::kRefused, 400, ""},
-        {"body of unknown length", "HTTP/1.0 200 OK\r\n\r\nbody", CCurlHttp::kDone, 200, "body"},
-        {"no head", "<html></html>", CCurlHttp::kTransferFailed, CURLE_UNSUPPORTED_PROTOCOL, ""},
-    };
-    CHttpData data(true);
-    for (const auto& [what, answer, result, code, body] : rows) {
-        SCOPED_TRACE(what);
-        LocalHttpServer server({answer});
-        EXPECT_EQ(Get(data, server.Url("/")), result);
-        EXPECT_EQ(data.retCode, code);
-        EXPECT_STREQ(data.RespData(), body);
-        EXPECT_EQ(data.dwDataLen, strlen(body));
-    }
-    EXPECT_EQ(Get(data, ""), CCurlHttp::kNoUrl);
-    EXPECT_EQ(CCurlHttp().Perform(&data), CCurlHttp::kNoUrl);
 }
 
 TEST(CurlHttp, TimeOutIsInSeconds) {
@@ -140,17 +119,6 @@ TEST(CurlHttp, EndlessAnswersAreCutOff) {
         CHttpData data(true);
         ExpectFailure(data, server.Url("/"), CURLE_WRITE_ERROR);
     }
-}
-
-TEST(CurlHttp, TheHeadDecidesHowLongTheBodyMayBe) {
-    const std::string body(1000, 'x');
-    LocalHttpServer server({HttpAnswer("200 OK", "Module: 1\r\n", body), HttpAnswer("200 OK", "", body)});
-    CHttpData data(true);
-    data.bodyBound = [](const CHttpData& head) -> uint64_t {
-        return head.GetHeadAttri("Module").IsEmpty() ? 999 : 1000;
-    };
-    EXPECT_EQ(Get(data, server.Url("/")), CCurlHttp::kDone);
-    ExpectFailure(data, server.Url("/"), CURLE_WRITE_ERROR);
 }
 
 TEST(CurlHttp, HostileAddressesAreRefused) {
