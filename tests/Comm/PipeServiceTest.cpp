@@ -30,12 +30,10 @@ class Callback : public IPipeCallback {
   public:
     void DoWorkOnPipe(CAutoString text) override {
         const std::lock_guard<std::mutex> guard(gate);
-        lastTime = std::chrono::steady_clock::now();
         received.Add(text.GetText());
     }
 
-    std::mutex gate;                                 // held by a test, it keeps the handler from ending
-    std::chrono::steady_clock::time_point lastTime;  // of what has been received
+    std::mutex gate;  // held by a test, it keeps the handler from ending
     Recorder received;
 };
 
@@ -132,28 +130,6 @@ TEST_P(PipeService, DeliversWholeMessagesOfEachRead) {
     }
     m_service.StartMsgEngine();
     EXPECT_EQ(m_service.Threads(), 1) << "two would mix up the order";
-}
-
-TEST_P(PipeService, AStoppedEngineKeepsItsMessagesForItsNextStart) {
-    FrontEndWrites("one" + kNul);
-    ASSERT_TRUE(m_callback.received.Await(1));
-    m_service.StopMsgEngine();
-    ASSERT_TRUE(WaitUntil([&] { return m_service.Threads() == 0; }));
-    m_service.AddMessage("two");
-    m_service.StartMsgEngine();
-    EXPECT_TRUE(m_callback.received.Await(2));
-}
-
-TEST_P(PipeService, AMessageIsHandledWithinAMillisecond) {
-    size_t count = 0;
-    int inTime = 0;  // in a row: one alone could be luck, and not each is where others use the machine
-    EXPECT_TRUE(WaitUntil([&] {
-        const auto added = std::chrono::steady_clock::now();
-        m_service.AddMessage("");
-        EXPECT_TRUE(m_callback.received.Await(++count));
-        const bool isInTime = m_callback.lastTime - added < std::chrono::milliseconds(1);
-        return (inTime = isInTime ? inTime + 1 : 0) == 10;
-    }));
 }
 
 TEST_P(PipeService, AFloodHasToWaitForItsHandler) {
