@@ -122,22 +122,6 @@ TEST(MarkupEdit, RepeatedInsertsComeOutInReverse) {
                  "<shared>2</shared><sub> <x y='1'/>\n</sub></request>");
 }
 
-TEST(MarkupEdit, PutsElementsWhereTheCursorsStandAndLeavesTheTextAround) {
-    CMarkup markup;
-    EXPECT_FALSE(markup.SetData("x") || markup.AddChildElem("x") || markup.AddChildSubDoc("<x/>"));
-    ASSERT_TRUE(markup.SetDoc("<!--1--><r>\n <b xy='2' x='1' />\n</r>\n<!--2-->"));
-    EXPECT_FALSE(markup.AddChildElem("no name") || markup.AddChildSubDoc("<x/><y/>"));
-    ASSERT_TRUE(markup.FindChildElem("b") && markup.InsertChildElem("n", "]]>", CMarkup::MNF_WITHCDATA));
-    ASSERT_TRUE(markup.FindChildElem("b") && markup.IntoElem() && markup.AddChildElem("c", "3"));
-    EXPECT_STREQ(markup.GetAttrib("x"), "1");
-    EXPECT_TRUE(markup.AddElem("d") && markup.SetData(4));
-    EXPECT_STREQ(markup.GetDoc(),
-                 "<!--1--><r>\n <n><![CDATA[]]]]><![CDATA[>]]></n><b xy='2' x='1' "
-                 "><c>3</c></b><d>4</d>\n</r>\n<!--2-->");
-    EXPECT_TRUE(markup.OutOfElem() && markup.AddElem("second"));
-    EXPECT_FALSE(markup.IsWellFormed());
-}
-
 TEST(MarkupEdit, ReplacedTextsAreForgotten) {
     CMarkup markup;
     ASSERT_TRUE(markup.SetDoc("<r> <a/> <b>keep</b> </r>"));
