@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -74,33 +73,4 @@ TEST(PipeClient, DrivesTheServiceAndComesBackToIt) {
     kill(service.Pid(), SIGKILL);
     EXPECT_FALSE(frontEnd.Receive(std::chrono::seconds(5)));
     EXPECT_TRUE(frontEnd.IsServiceGone());
-}
-
-// The test plays the service: what a command sends, and what it makes of several or long reports.
-TEST(PipeClient, TellsTheOutcomeOfACommand) {
-    const std::string value =
-        '\0' + std::string("<M><OpC>SetValue</OpC><P>") + std::string(5000, 'v') + "</P></M>" + '\0';
-    const std::tuple<std::string, std::string, int, const char*, const char*> rows[] = {
-        {"start", State("<newState>31</newState>") + value + State("<newState>2</newState>"), 0,
-         "-> connected", "Start"},
-        {"check", State("<type>0</type><newState>2</newState>"), 1, "network is open", "CheckEnv"},
-        {"login '<a' - <password", State("<newState>2</newState><ErrorCode>1</ErrorCode>"), 0, "(done)",
-         "<user>&lt;a</user><password>%s1</password>"},
-    };
-    for (const auto& [command, reports, status, printed, operation] : rows) {
-        TemporaryFolder folder;
-        folder.Write("password", "%s1\r\nrest\n");
-        ASSERT_EQ(0, mkfifo("serverpipe", 0600) + mkfifo("clientpipe", 0600));
-        const int toFrontEnd = open("serverpipe", O_RDWR);  // does not wait for a reader
-        const int fromFrontEnd = open("clientpipe", O_RDWR | O_NONBLOCK);
-        EXPECT_GT(write(toFrontEnd, reports.c_str(), reports.size() + 1), 0);
-        std::string output;
-        EXPECT_EQ(status, Client(command, output)) << command;
-        EXPECT_THAT(output, HasSubstr(printed));
-        char sent[4096] = {};
-        EXPECT_GT(read(fromFrontEnd, sent, sizeof(sent)), 0);
-        EXPECT_THAT(sent, HasSubstr(operation));
-        close(toFrontEnd);
-        close(fromFrontEnd);
-    }
 }
