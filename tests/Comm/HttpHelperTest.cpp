@@ -50,16 +50,4 @@ TEST(HttpHelper, HugeQueriesAreReadInOnePassAndKeptWithinBounds) {
     EXPECT_EQ(helper.GetParam("4000") + helper.GetParam("4999") + helper.GetParam("a"), "x2");
 }
 
-TEST(HttpHelper, FindsTheServer) {
-    const std::tuple<const char*, int, const char*> rows[] = {{" https://p/x/y ", 1, "p"},
-                                                              {"http://p:80", 1, "p:80"},
-                                                              {"http://", 0, "old"},
-                                                              {"10.0.0.1/x", 0, "old"}};
-    for (const auto& [address, result, server] : rows) {
-        CAutoString found = "old";
-        EXPECT_EQ(CHttpHelper::ParseIP(address, found), result) << address;
-        EXPECT_EQ(found, server);
-    }
-}
-
 }  // namespace
