@@ -9,6 +9,7 @@
 namespace {
 
 constexpr unsigned int kEndPollMs = 1;  // the thread leaves within microseconds unless it handles a message
+constexpr unsigned int kRefusedRestMs = 1000;  // a machine that has no thread left needs a while
 
 }  // namespace
 
@@ -27,10 +28,12 @@ void CMsgEngine::StartMsgEngine() {
     WriteRelaxed(m_Running, true);
     CountThread(1);
     pthread_t threadId = 0;
-    if (pthread_create(&threadId, nullptr, DealMessageThread, this) != 0) {
-        CountThread(-1);
-        WriteRelaxed(m_Running, false);
-        return;
+    while (pthread_create(&threadId, nullptr, DealMessageThread, this) != 0) {
+        Sleep(kRefusedRestMs);
+        if (!ReadRelaxed(m_Running)) {
+            CountThread(-1);
+            return;
+        }
     }
     (void)pthread_detach(threadId);  // fails for a thread that is not joinable only
 }

@@ -29,8 +29,10 @@ class CMsgEngine {
     virtual ~CMsgEngine() = default;
 
     void AddMessage(CAutoString message);
-    // Does nothing while the engine runs. Started again before the old thread has noticed the stop, the
-    // engine has two threads, and messages may overtake each other.
+    // Does nothing while the engine runs. Waits for as long as the machine refuses a thread and nobody stops
+    // the engine: messages that nobody handles would look like a service that has nothing to say. Started
+    // again before the old thread has noticed the stop, the engine has two threads, and messages may overtake
+    // each other.
     void StartMsgEngine();
     // Returns at once; a message that is being handled is still finished.
     void StopMsgEngine();

@@ -3,11 +3,13 @@
 #include <csignal>
 
 #include "RelaxedAccess.h"
+#include "comm.h"
 
 namespace {
 
 constexpr long kNanosecondsPerMillisecond = 1000000;
 constexpr long kNanosecondsPerSecond = 1000000000;
+constexpr unsigned int kRefusedRestMs = 1000;  // a machine that has no thread left needs a while
 
 }  // namespace
 
@@ -24,6 +26,16 @@ bool CSimpleThread::Run(ThreadStart start, void* argument, bool* runFlag) {
         return false;
     }
     m_threadId = threadId;
+    return true;
+}
+
+bool CSimpleThread::RunWhenAllowed(ThreadStart start, void* argument, bool* runFlag) {
+    while (!Run(start, argument, runFlag)) {
+        if (m_threadId != 0) {
+            return false;
+        }
+        Sleep(kRefusedRestMs);
+    }
     return true;
 }
 

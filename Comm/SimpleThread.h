@@ -15,6 +15,9 @@ class CSimpleThread {
     // the previous thread still runs; a thread that was only asked to end then goes on, for its flag is set
     // again.
     bool Run(ThreadStart start, void* argument, bool* runFlag);
+    // The same, but asks again, once a second, for as long as the machine refuses a thread. False only when
+    // the previous thread still runs.
+    bool RunWhenAllowed(ThreadStart start, void* argument, bool* runFlag);
     // Clears the run flag.
     void Stopping();
     // Clears the run flag and waits for the thread. True when it has ended, also when none was ever started.

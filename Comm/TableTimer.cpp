@@ -116,7 +116,7 @@ CTableTimer::TaskList::iterator CTableTimer::FindTask(int timeId) {
 }
 
 bool CTableTimer::DispatchTask(bool start) {
-    return start ? m_threadObject.Run(TaskDispatchThread, this, &m_bWorking)
+    return start ? m_threadObject.RunWhenAllowed(TaskDispatchThread, this, &m_bWorking)
                  : m_threadObject.Stop(kStopWaitMs, false);
 }
 

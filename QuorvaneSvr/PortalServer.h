@@ -62,7 +62,8 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
     void PostNetStateMessageEx(INetConn::ETYPE type, INetConn::ESTATE oldState, INetConn::ESTATE newState,
                                int errorCode, const char* subType, const char* extra) override;
 
-    // Starts (non-zero) or stops the work thread. Stopping waits for it only as CSimpleThread::Stop does.
+    // Starts (non-zero) or stops the work thread. Starting waits for as long as the machine refuses a thread.
+    // Stopping waits for it only as CSimpleThread::Stop does.
     void Work(int start);
     // Drops the tasks of that kind that wait, in the queue or armed; one that runs goes on. Any thread.
     void StopTask(QuorvaneSvr::TaskItem item);

@@ -71,7 +71,7 @@ void CPortalServer::Work(int start) {
     }
     if (!m_threadWork.Run(WorkThread, this, &m_bWorking)) {
         printf("Work thread error, try againt");
-        (void)m_threadWork.Run(WorkThread, this, &m_bWorking);
+        (void)m_threadWork.RunWhenAllowed(WorkThread, this, &m_bWorking);
     }
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Recorder.h"
+#include "RefusedThreads.h"
 #include "TemporaryFolder.h"
 #include "guard.h"
 
@@ -130,6 +131,18 @@ TEST_P(PipeService, DeliversWholeMessagesOfEachRead) {
     }
     m_service.StartMsgEngine();
     EXPECT_EQ(m_service.Threads(), 1) << "two would mix up the order";
+}
+
+// Nothing that a front end sent was handled when the thread was refused at the start.
+TEST_P(PipeService, AnEngineWaitsForAsLongAsTheMachineRefusesThreads) {
+    FrontEndWrites("one" + kNul);
+    ASSERT_TRUE(m_callback.received.Await(1));
+    m_service.StopMsgEngine();
+    ASSERT_TRUE(WaitUntil([&] { return m_service.Threads() == 0; }));
+    const RefusedThreads refused([&] { return m_service.Threads() == 1; });
+    m_service.StartMsgEngine();
+    FrontEndWrites("two" + kNul);
+    EXPECT_TRUE(m_callback.received.Await(2));
 }
 
 TEST_P(PipeService, AFloodHasToWaitForItsHandler) {

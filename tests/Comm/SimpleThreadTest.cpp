@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 
+#include "RefusedThreads.h"
 #include "RelaxedAccess.h"
 #include "WaitUntil.h"
 #include "comm.h"
@@ -62,6 +63,14 @@ TEST(SimpleThread, RunsOneThreadAtATimeAndWaitsForItWithinTheSecond) {
     })) << "ends in time";
     EXPECT_TRUE(worker.thread.Stop(500, true)) << "stopped before";
     EXPECT_TRUE(worker.Run());
+}
+
+// A timer without a thread left the front end without any answer.
+TEST(SimpleThread, WaitsForAsLongAsTheMachineRefusesThreads) {
+    Worker worker;
+    const RefusedThreads refused([&] { return ReadRelaxed(worker.run); });
+    EXPECT_TRUE(worker.thread.RunWhenAllowed(Worker::Body, &worker, &worker.run));
+    EXPECT_FALSE(worker.thread.RunWhenAllowed(Worker::Body, &worker, &worker.run)) << "one runs";
 }
 
 TEST(SimpleThreadDeathTest, KillingAThreadEndsTheProcess) {
