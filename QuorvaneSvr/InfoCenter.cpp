@@ -47,8 +47,8 @@ void CInfoCenter::LoadOrMendLocalValue(const char* path) {
     m_strMended = MendSettings(path, kDefaultSettings);
     if (!m_strMended.IsEmpty()) {
         (void)fprintf(stderr, "%s\n", m_strMended.GetBuffer());
-        (void)LoadLocalValue(path);  // fails again where the file could not be mended
     }
+    (void)LoadLocalValue(path);  // fails again where there is no file, or none that could be mended
 }
 
 void CInfoCenter::CompleteStart() {

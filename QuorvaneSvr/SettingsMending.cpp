@@ -42,7 +42,9 @@ CAutoString MendSettings(const char* path, const char* defaults) {
         return {};
     }
     CMarkup settings;
-    (void)settings.Load(path);  // to hear what is wrong with it
+    if (settings.Load(path)) {
+        return {};
+    }
     const CAutoString fault = CAutoString(path) + ": " + settings.GetResult() + "; ";
     MakeRoomForOneMore(path);
     // A copy, for renaming would leave no file at all if the machine stopped here.

@@ -7,6 +7,7 @@
 // and replaced by the document at `defaults`, or by an empty one when there is none that can be read. Where
 // it cannot be put aside it stays as it is, so that nothing of it is lost.
 //
-// A file that is not there, or may not be read, is left alone. Returns in words what was done, for whoever
-// looks after the machine; empty when that is nothing.
+// A file that is not there, may not be read, or is whole is left alone: whoever could not read it a moment
+// ago reads it again. Returns in words what was done, for whoever looks after the machine; empty when that is
+// nothing.
 CAutoString MendSettings(const char* path, const char* defaults);

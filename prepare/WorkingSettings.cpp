@@ -52,7 +52,7 @@ bool WorkingSettings::Open(const char* defaults) {
     }
     const CAutoString mended = MendSettings(kFile, defaults);
     if (mended.IsEmpty()) {
-        return Fail(kFile, "cannot be read");
+        return m_document.Load(kFile) || Fail(kFile, "cannot be read");
     }
     (void)fprintf(stderr, "%s\n", mended.GetBuffer());
     return m_document.Load(kFile);

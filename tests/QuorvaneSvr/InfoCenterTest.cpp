@@ -115,6 +115,13 @@ TEST_F(InfoCenter, TenBrokenSettingsAreKeptAndBecomeTheInstalledOnes) {
     }
 }
 
+// One failing read at the start cost all settings, the client id among them.
+TEST_F(InfoCenter, WholeSettingsAreNotMended) {
+    Settings("<any><clientId>kept</clientId></any>");
+    EXPECT_TRUE(MendSettings(kSettings, "missing.xml").IsEmpty());
+    EXPECT_EQ("kept", OnDisk("clientId"));
+}
+
 TEST_F(InfoCenter, WhatCannotBeMendedIsLeftAsItIs) {
     EXPECT_FALSE(CInfoCenter::GetInst()->SetLocalValue("ticket", "new"));
     EXPECT_FALSE(m_folder.Has("conf")) << "settings are shipped, not made";
