@@ -9,6 +9,7 @@
 
 namespace {
 
+constexpr char kHere[] = ".";
 constexpr char kCloseOnExec[] = "e";  // no command that the service starts gets a file of its own
 
 bool MakeFolder(const std::string& path, mode_t mode) {
@@ -66,8 +67,8 @@ bool CSimpleFile::RecuMkDir(const char* path, mode_t mode, bool lastIsFile) {
 }
 
 int CSimpleFile::GetModulePath(char* buffer, size_t size) {
-    if (getcwd(buffer, size) == nullptr && size > 0) {
-        buffer[0] = '\0';
+    if (getcwd(buffer, size) == nullptr && size >= sizeof(kHere)) {
+        memcpy(buffer, kHere, sizeof(kHere));
     }
     return 1;
 }

@@ -27,7 +27,7 @@ class CSimpleFile {
     // the last "/" is a file name and is left alone. Stops with false at the first folder that fails.
     static bool RecuMkDir(const char* path, mode_t mode, bool lastIsFile);
     // The folder that all relative names of the service belong to: the working folder, not the folder of
-    // the executable. Always 1; an unreadable working folder leaves an empty text.
+    // the executable. Always 1; a working folder whose name cannot be had, or does not fit, is ".".
     static int GetModulePath(char* buffer, size_t size);
     // Joins `folder` and `name` with exactly one "/" into `buffer`. False when the result does not fit.
     static bool PathCombine(char* buffer, size_t size, const char* folder, const char* name);

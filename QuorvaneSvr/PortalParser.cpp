@@ -82,10 +82,8 @@ void AppendHeader(CAutoString& head, const char* name, const char* value) {
 
 int CPortalParser::Init() {
     char folder[PATH_MAX];
-    CSimpleFile::GetModulePath(folder, sizeof(folder));
-    // Without the folder's name the file would be looked for, and written, in the root folder.
-    const CAutoString path = folder[0] != '\0' ? CAutoString(folder) + kModuleFile : CAutoString();
-    return CZsmHelper::GetInst()->Init(path, nullptr, 0);
+    (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
+    return CZsmHelper::GetInst()->Init(CAutoString(folder) + kModuleFile, nullptr, 0);
 }
 
 void CPortalParser::Release() {

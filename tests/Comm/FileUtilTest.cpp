@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <filesystem>
 
+#include "SimpleFile.h"
 #include "TemporaryFolder.h"
 
 namespace fs = std::filesystem;
@@ -50,4 +52,11 @@ TEST(FileUtil, LeftOversOfAKilledProcessAreRemovedAndNothingElse) {
         CFileUtil::RemoveLeftOvers("a[1]*\\/file");
         EXPECT_EQ(name != leftOver, folder.Has(name)) << name;
     }
+}
+
+// Settings and log would have been looked for in the root folder.
+TEST(FileUtil, AWorkingFolderWithoutANameIsTheOneThatNamesBelongTo) {
+    char path[PATH_MAX];
+    EXPECT_EQ(CSimpleFile::GetModulePath(path, 2), 1);
+    EXPECT_STREQ(path, ".");
 }
