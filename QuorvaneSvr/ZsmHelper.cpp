@@ -98,6 +98,15 @@ const char* StepName(FileFault fault) {
     }
 }
 
+// Where a module is unpacked to.
+std::string TemporaryPath() {
+    char folder[kMaxFolderSize];
+    char path[sizeof(folder) + sizeof(kTemporaryName)];
+    (void)CSimpleFile::GetModulePath(folder, sizeof(folder));                    // always 1
+    (void)CSimpleFile::PathCombine(path, sizeof(path), folder, kTemporaryName);  // both fit
+    return path;
+}
+
 // Reads what is left of `file` into `rest`. False when that is nothing, too much, or cannot be read.
 bool ReadRest(FILE* file, CAutoMemory<unsigned char>& rest) {
     const long position = ftell(file);
@@ -170,6 +179,7 @@ int CZsmHelper::Init(const char* path, char* /*key*/, unsigned long /*keyLength*
     const CLockGuard<GNothing> guard(m_zsmLock);
     snprintf(m_pZsm, sizeof(m_pZsm), "%s", OrEmpty(path));
     CFileUtil::RemoveLeftOvers(m_pZsm);
+    (void)unlink(TemporaryPath().c_str());  // there is one only after a kill
     return 1;
 }
 
@@ -266,12 +276,7 @@ __ZsoFile* CZsmHelper::openZsmModule() {
     if (!module) {
         return nullptr;
     }
-    char folder[kMaxFolderSize];
-    char path[kMaxFolderSize + sizeof(kTemporaryName)];
-    CSimpleFile::GetModulePath(folder, sizeof(folder));
-    // Without the folder's name the file would land in the root folder.
-    if (folder[0] == '\0' || !CSimpleFile::PathCombine(path, sizeof(path), folder, kTemporaryName) ||
-        writeTmpSo(path, module.get()) == 0) {
+    if (writeTmpSo(&TemporaryPath()[0], module.get()) == 0) {
         return nullptr;
     }
     module->dh = dlopen(module->tmpn, RTLD_NOW);

@@ -106,7 +106,9 @@ TEST_F(ZsmHelperTest, WithoutAModuleTheFallbacksAnswer) {
 TEST_F(ZsmHelperTest, FailedUpdateLeavesTheOldContainerWhole) {
     PortalSends(Pack(OddModule()));
     m_folder.Write(".zxmAlogic.zxm.quorvane-save-123456", "left by an update that was killed");
+    m_folder.Write(kTemporary, "left by a call that was killed");
     Module().Init(kContainer, nullptr, 0);
+    EXPECT_FALSE(m_folder.Has(kTemporary));
     std::string update(200, 'x');
     {
         const FileSizeLimit fullDisk(100);
