@@ -95,6 +95,11 @@ bool IsBelievable(std::string_view converted) {
     return StartsWith(converted, kDeclarationStart);
 }
 
+// Nor is `text` saved in an encoding that lacks characters of an element's name, which can be no references.
+bool IsSound(const std::string& converted, const std::string& text) {
+    return IsBelievable(converted) && (converted == text || CMarkup().SetDoc(converted.c_str()));
+}
+
 }  // namespace
 
 bool CMarkup::Load(const char* file) {
@@ -133,7 +138,8 @@ bool CMarkup::Save(const char* file, WriteTo target) const {
     const ByteOrderMark* const mark = FindMark(m_nDocFlags);
     const std::string encoding = mark != nullptr ? mark->encoding : DeclaredEncoding(text);
     std::string bytes;
-    if (encoding.empty() || !FromUtf8(text, encoding, bytes) || (mark == nullptr && !IsBelievable(bytes))) {
+    const bool isConverted = !encoding.empty() && FromUtf8(text, encoding, bytes);
+    if (!isConverted || (mark == nullptr && !IsSound(bytes, text))) {
         return CFileUtil::ReplaceFile(file, text, target);
     }
     return CFileUtil::ReplaceFile(file, (mark != nullptr ? std::string(mark->bytes) : std::string()) + bytes,

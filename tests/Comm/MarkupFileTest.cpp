@@ -25,6 +25,8 @@ TEST(MarkupFile, ComesBackAsItWasEncoded) {
         {"mark against declaration", "\xEF\xBB\xBF" + Declared("GB2312", kMiddle), kMiddle},
         {"UTF-16", std::string("\xFF\xFE<\0c\0>\0<\0v\0/\0>\0<\0/\0c\0>\0", 24), ""},
         {"bytes that are not UTF-8", Declared("UTF-8", "\xD6\xD0"), "\xD6\xD0"},
+        {"a name that is not in the encoding", "<?xml version='1.0' encoding='ASCII'?><" + kMiddle + "/>",
+         ""},
         {"unknown encoding", Declared("X-NOSUCH", "\xD6\xD0"), "\xD6\xD0"},
         {"an order instead of an encoding", Declared("UTF-8//IGNORE", "\xD6\xD0"), "\xD6\xD0"},
     };
