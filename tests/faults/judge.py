@@ -29,7 +29,6 @@ CALLS = {
     "ioctl": (16, 0, FILE, (errno.EIO,)),
     "pread64": (17, 0, FILE, (errno.EIO,)),
     "access": (21, 0, PATH, (errno.EACCES,)),
-    "clone": (56, 0, ALWAYS, (errno.EAGAIN,)),
     "fcntl": (72, 0, FILE, (errno.EINTR,)),
     "fsync": (74, 0, FILE, (errno.EIO, errno.ENOSPC)),
     "fdatasync": (75, 0, FILE, (errno.EIO, errno.ENOSPC)),
@@ -121,7 +120,7 @@ class Judge:
 
     def pardon(self):
         """Nothing fails any more."""
-        self.range = range(0)
+        self.range, self.kill_at = range(0), 0
 
     def answer_to_the_end(self):
         watcher = select.poll()

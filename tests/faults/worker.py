@@ -200,11 +200,14 @@ class Session:
     def front_end(self, *words):
         """The exit status of pipe-client: 0 done, 1 failed with a report, 3 nothing came."""
         command = [BINARIES + "/pipe-client", "--dir", self.place.folder, "--timeout", str(self.patience), *words]
-        return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.output,
-                              check=False).returncode
+        with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.output) as client:
+            within(self.patience + END_SECONDS, lambda: client.poll() is not None or self.has_ended())
+            if not within(END_SECONDS, lambda: client.poll() is not None):
+                client.kill()  # it waits for a service that ended before it came
+        return client.returncode
 
     def log_out(self):
-        """One that comes while statistics are being taken is lost by design; users ask again."""
+        """One that comes while statistics are being taken is lost; users ask again."""
         usual, self.patience = self.patience, SHORT_PATIENCE
         status = self.front_end("logout", "1")
         self.patience = usual
@@ -260,7 +263,7 @@ def session_outcome(job):
     session.start(True)
     outcome = session.talk((lambda: step_clock(session)) if "clock" in job else lambda: 0)
     calls, failed = session.service.calls, session.service.failed
-    within(MOST_SECONDS if "kill_at" in job else END_SECONDS if outcome else 0, session.has_ended)
+    within(MOST_SECONDS if "kill_at" in job and failed else END_SECONDS if outcome else 0, session.has_ended)
     session.mend()
     if outcome.endswith("silent") and not may_be_silent(job):
         found.append("the front end was told nothing")
