@@ -106,6 +106,10 @@ constexpr uint64_t kTerminal = 15000;
 constexpr uint64_t kLargestPage = 4 * 1024 * 1024;
 
 // Form of the local time in the requests, and of the times in the statistics reports.
+// Bytes of a note that the portal puts into a header. Real ones are a number or a line; a report with one
+// fits the link to the front ends, also when each of its characters is written as an entity.
+constexpr int kLongestNote = 4 * 1024;
+
 inline constexpr char kPortalTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 
 // Attempts at one request as long as the connection fails.

@@ -218,7 +218,7 @@ void CPortalConn::ReportPortalError(ESTATE oldState, ESTATE newState, const Exch
 void CPortalConn::ReportAccountRefused(const Exchange& exchange) {
     CLog::GetInst()->WriteLog(INFO, "auth resopnse err is 105");
     CLog::GetInst()->WriteLog(INFO, "%s", exchange.answer.RespHead());
-    const CAutoString lastLogin = exchange.answer.GetHeadAttri(kLastLoginHeader);
+    const CAutoString lastLogin = exchange.answer.GetHeadAttri(kLastLoginHeader).Left(kLongestNote);
     if (!lastLogin.IsEmpty()) {
         PostNetStateMessageEx(ES_CONNECTING, ES_CONNECTFAIL, StateCode::kAccountRefusedWithLastLogin,
                               kLoginErrorType, lastLogin);

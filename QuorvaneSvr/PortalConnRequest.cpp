@@ -51,7 +51,7 @@ CAutoString CPortalConn::GetMD5FromPostData(const char* body) {
 }
 
 int CPortalConn::GetErrorCode(CHttpData& data, CAutoString& subCode) {
-    subCode = data.GetHeadAttri(kSubErrorHeader).Trim();
+    subCode = data.GetHeadAttri(kSubErrorHeader).Trim().Left(kLongestNote);
     return ErrorCodeIn(data);
 }
 

@@ -26,9 +26,13 @@ const StateReport kTicketExchangeFailed = {
 const StateReport kLoginExchangeFailed = {
     State::ES_NONE, State::ES_CONNECTFAIL, 150102, "", "HttpError", "-4"};
 const StateReport kKnownAccount = {State::ES_CONNECTING, State::ES_CONNECTFAIL, 150200, "", "ConnError", "1"};
+// More than the link to the front ends takes, once each character is escaped.
+const std::string kEndless(20000, '&');
+const std::string kCut(4096, '&');
+const StateReport kCutNote = {State::ES_CONNECTING, State::ES_CONNECTFAIL, 150200, "", "ConnError", kCut};
 const StateReport kLoginGone = {State::ES_CONNECTED, State::ES_CONNECTFAIL, 20010004};
 
-Answer Error(int code, const char* subError = "") {
+Answer Error(int code, const std::string& subError = "") {
     return Answer::Error(code, {{"Sub-Error", subError}});
 }
 
@@ -60,6 +64,12 @@ TEST(Answers, MeanSomethingElseToEachStep) {
         {"no answer", Endpoint::Login, kDrop, -1, {kLoggingIn, kLoginExchangeFailed}},
         {"refused", Endpoint::Login, Error(105), -1, {kLoggingIn, LoginFailed(150201)}},
         {"known account", Endpoint::Login, kLastLogin, -1, {kLoggingIn, kKnownAccount}},
+        {"endless note", Endpoint::Ticket, Error(7, kEndless), -1, {GettingReadyFailed(140007, kCut)}},
+        {"endless note",
+         Endpoint::Login,
+         Answer::Error(105, {{"Last-Login", kEndless}}),
+         -1,
+         {kLoggingIn, kCutNote}},
         {"login ended", Endpoint::Login, Error(14), -1, {kLoggingIn}},
         {"intercepted", Endpoint::Login, kPage, -8, {kLoggingIn, kLoginIntercepted}},
         {"undecided", Endpoint::State, Error(300), 0, {}},
