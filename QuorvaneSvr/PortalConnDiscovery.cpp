@@ -23,6 +23,9 @@ constexpr RecordText kSchoolHeaders[] = {
 };
 constexpr size_t kSchoolHeaderCount = std::size(kSchoolHeaders);
 
+// They are kept, and sent with every request until a portal says others: servers refuse long heads.
+constexpr int kLongestSchoolText = 256;
+
 // The number of hops has no limit, and a portal may send us round in a circle. From this many hops on each
 // next one waits, so that a circle neither burns a core nor fills the disk with log lines.
 constexpr int kHopsWithoutRest = 200;
@@ -37,7 +40,7 @@ bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCoun
     bool complete = true;
     for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
         school[i] = answer.GetHeadAttri(kSchoolHeaders[i].name);
-        complete = complete && !school[i].IsEmpty();
+        complete = complete && !school[i].IsEmpty() && school[i].GetLength() <= kLongestSchoolText;
     }
     return complete;
 }

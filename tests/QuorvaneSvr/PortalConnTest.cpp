@@ -112,12 +112,14 @@ TEST(Answers, ModuleThatCannotBeStoredTwiceEndsALogin) {
 }
 
 TEST(PortalDiscovery, SchoolHeadersCountOnlyTogether) {
-    Scenario scenario;
-    scenario.area = "";
-    PortalFixture portal(scenario);
-    ASSERT_EQ(portal.engine.CheckNetEnv(), 1);
-    EXPECT_EQ(portal.Record().schoolId, "");
-    EXPECT_EQ(portal.Record().domain, "");
+    for (const std::string& area : {std::string(), std::string(257, 'a')}) {
+        Scenario scenario;
+        scenario.area = area;
+        PortalFixture portal(scenario);
+        ASSERT_EQ(portal.engine.CheckNetEnv(), 1);
+        EXPECT_EQ(portal.Record().schoolId, "");
+        EXPECT_EQ(portal.Record().domain, "");
+    }
 }
 
 TEST(PortalDiscovery, RecoversOnlyWithAMarker) {
