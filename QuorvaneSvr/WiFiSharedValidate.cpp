@@ -17,6 +17,9 @@ namespace {
 constexpr char kForwardingName[] = "IP\xCA\xFD\xBE\xDD\xD7\xAA\xB7\xA2";
 
 constexpr int kHeaderLines = 1;  // what ps prints when no process has the name
+// Each costs a command at each check, while pulses wait. Real lists name a dozen.
+constexpr size_t kMostProcesses = 256;
+
 
 }  // namespace
 
@@ -28,7 +31,7 @@ bool CWiFiSharedValidate::Initialization(const char* xml) {
     }
     rules.IntoElem();
     m_mProcesses.clear();
-    while (rules.FindChildElem("process")) {
+    while (m_mProcesses.size() < kMostProcesses && rules.FindChildElem("process")) {
         m_mProcesses[rules.GetChildData()] = rules.GetChildAttrib("displayname");
     }
     rules.ResetChildPos();

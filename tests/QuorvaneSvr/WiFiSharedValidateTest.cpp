@@ -74,6 +74,15 @@ TEST_F(WiFiSharedValidate, FirstReadableDocumentStaysAndTheFirstRunningProgramIn
     EXPECT_STREQ(sharing.GetDisplayName(), "a");
 }
 
+TEST_F(WiFiSharedValidate, LongListsHoldUpNoPulses) {
+    const RunningProgram program("quorvane-a");
+    std::string rules;
+    for (int number = 0; number < 256; ++number) {
+        rules += Process("never-started-" + std::to_string(number), "0");
+    }
+    EXPECT_EQ(Finds(rules + Process("quorvane-a", "a")), "");
+}
+
 TEST_F(WiFiSharedValidate, MachineWithoutPsCountsAsSharing) {
     fs::create_symlink("/usr/bin/wc", "wc");
     const std::string path = getenv("PATH");
