@@ -1,6 +1,7 @@
 // The portal's configuration: how it is cut out of the portal page and what its elements fill.
 #include <cstdlib>
 #include <cstring>
+#include <map>
 
 #include "Deployment.h"
 #include "Log.h"
@@ -120,22 +121,33 @@ void ReadServerList(CMarkup& markup, CAuthConfig& record) {
     }
 }
 
-void NoteFunction(CAuthConfig& record, const CAutoString& name, const CAutoString& element) {
-    const bool hasRoom = record.funCfg.size() < kMostFunctions || record.funCfg.count(name) != 0;
+using Functions = std::map<CAutoString, CAutoString>;
+
+void NoteFunction(Functions& functions, const CAutoString& name, const CAutoString& element) {
+    const bool hasRoom = functions.size() < kMostFunctions || functions.count(name) != 0;
     if (hasRoom && name.GetLength() + element.GetLength() <= kLongestFunction) {
-        record.funCfg[name] = element;
+        functions[name] = element;
     }
 }
 
+// What this document does not name stays as it was, but takes no room from what it names: a portal's settings
+// must not be lost to those of another one.
 void ReadFunctionSettings(CMarkup& markup, CAuthConfig& record) {
+    Functions functions;
     InsideChild(markup, "FunCfg", [&] {
         ForEachChild(markup, nullptr, [&] {
             const CAutoString element = markup.GetChildSubDoc();
             markup.IntoElem();
-            NoteFunction(record, markup.GetTagName(), element);
+            NoteFunction(functions, markup.GetTagName(), element);
             markup.OutOfElem();
         });
     });
+    for (const auto& [name, element] : record.funCfg) {
+        if (functions.count(name) == 0) {
+            NoteFunction(functions, name, element);
+        }
+    }
+    record.funCfg.swap(functions);
 }
 
 // The number between `opening` and `closing`, or `missing` when there is none.

@@ -78,6 +78,7 @@ TEST_F(PortalParser, ConfigurationsDoNotFillTheMemory) {
         Read("<FunCfg><" + name + "/><F0>" + name + "</F0></FunCfg>");
     }
     EXPECT_EQ(record.funCfg.size(), 256u);
+    EXPECT_EQ(record.funCfg["F299"], "<F299/>") << "what is said now counts more than what was said before";
     Read("<FunCfg><F0>" + std::string(9000, 'x') + "</F0></FunCfg>");
     EXPECT_EQ(record.funCfg["F0"], "<F0>F299</F0>");
     CAuthConfig* target = &record;
