@@ -170,5 +170,6 @@ int CTrafficStatistics::SubmitData(const char* url, const char* headers, const s
     exchange.szPostData = body.c_str();
     exchange.dwPostDataLen = body.size();
     exchange.dwTimeOut = RequestTimeOut::kStandard;
+    exchange.bodyBound = [](const CHttpData&) { return kLargestPage; };  // nobody reads it
     return CCurlHttp().Perform(&exchange);
 }
