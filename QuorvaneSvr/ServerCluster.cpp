@@ -21,6 +21,17 @@ void LoadEmpty(HashBalance& balance, const CAutoString& servers) {
     }
 }
 
+// The client's next server; empty when none is left. One with a name that is too long would be met again and
+// again, and keep the others from their turn.
+std::string NextServer(HashBalance& balance, const CAutoString& client) {
+    std::string server = balance.getServer(client.GetText());
+    while (server.size() > kLongestServer) {
+        balance.deleteIp(server);
+        server = balance.getServer(client.GetText());
+    }
+    return server;
+}
+
 }  // namespace
 
 void CServerCluster::SetKnown(const CAutoString& servers, const CAutoString& serversIPv6) {
@@ -43,8 +54,8 @@ bool CServerCluster::MoveToNext(CAutoString& url, bool isIPv6, const CAutoString
     }
     const CLockGuard<GLockObj> guard(m_lock);
     HashBalance& balance = isIPv6 ? m_hashBalance6 : m_hashBalance4;
-    const std::string server = balance.getServer(client.GetText());
-    if (server.empty() || server.size() > kLongestServer) {
+    const std::string server = NextServer(balance, client);
+    if (server.empty()) {
         return false;
     }
     CAutoString moved = url;

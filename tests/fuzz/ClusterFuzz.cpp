@@ -5,6 +5,8 @@
 #include "HttpHelper.h"
 #include "ServerCluster.h"
 
+constexpr size_t kLongestServer = 259;  // a host name of full length, a colon and a port
+
 void Try(std::string_view input) {
     const std::string list = Take(input);
     const std::string client = Take(input);
@@ -16,11 +18,15 @@ void Try(std::string_view input) {
     cluster.Reload();
     CAutoString host;
     while (CHttpHelper::ParseIP(url, host) == 1 && !host.IsEmpty()) {
-        const std::string server = left.getServer(client);
+        std::string server = left.getServer(client);
+        while (server.size() > kLongestServer) {
+            left.deleteIp(server);
+            server = left.getServer(client);
+        }
         CAutoString moved = url;
         moved.Replace(host, server.c_str());
-        const bool fits = server.size() < 260 && url.GetLength() <= CHttpData::kLongestAddress &&
-                          moved.GetLength() <= CHttpData::kLongestAddress;
+        const bool fits =
+            url.GetLength() <= CHttpData::kLongestAddress && moved.GetLength() <= CHttpData::kLongestAddress;
         if (!cluster.MoveToNext(url, false, client)) {
             return Require(!fits || server.empty());
         }
