@@ -29,9 +29,6 @@ std::string ListLine(const Report& message) {
 TerminalDesk::TerminalDesk(EventLoop& loop, Send send) : m_loop(loop), m_send(std::move(send)) {}
 
 void TerminalDesk::List(const Reply& reply) {
-    if (m_lists.empty()) {
-        m_listOut.Reset();  // nobody waits for the one before it any more
-    }
     const auto added = m_lists.insert(m_lists.end(), {"", reply, {}});
     added->deadline = m_loop.After(kListWait, [this, added] {
         const Reply late = added->reply;
@@ -64,6 +61,10 @@ void TerminalDesk::SendListQuestion() {
         Proceed();
         return;
     }
+    ExpectList();
+}
+
+void TerminalDesk::ExpectList() {
     m_listOut = m_loop.After(kLateListWait, [this] {
         m_listOut.Reset();
         Proceed();
@@ -76,8 +77,10 @@ void TerminalDesk::SendLogout() {
         AnswerLogout(ErrorLine(AgentErrors::kNoService, kNoServiceRuns));
         return;
     }
-    m_logouts.front().deadline =
-        m_loop.After(kLogoutWait, [this] { AnswerLogout(ErrorLine(AgentErrors::kFailed, kNoOutcome)); });
+    m_logouts.front().deadline = m_loop.After(kLogoutWait, [this] {
+        ExpectList();  // that of its success, which must not pass for the success of the next one
+        AnswerLogout(ErrorLine(AgentErrors::kFailed, kNoOutcome));
+    });
 }
 
 void TerminalDesk::Received(const Report& message) {

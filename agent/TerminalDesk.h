@@ -40,6 +40,7 @@ class TerminalDesk {
 
     void Proceed();
     void SendListQuestion();
+    void ExpectList();
     void SendLogout();
     void AnswerLists(const std::string& line);
     void AnswerLogout(const std::string& line);

@@ -179,6 +179,21 @@ TEST_F(AgentServer, AsksForTerminalsOneThingAtATime) {
     EXPECT_EQ(R"({"ok":true})", other.NextLine());
 }
 
+// Its list may still come, in front of the one that tells of a log-out's success.
+TEST_F(AgentServer, AwaitsALateListBeforeItAsksForMore) {
+    Client early, late, other;
+    EXPECT_TRUE(early.Send(kTerminals));
+    ExpectOperation("GetTerminalData");
+    EXPECT_THAT(early.Line(std::chrono::seconds(40)).value_or(""), HasSubstr("\"error\":\"failed\""));
+    EXPECT_TRUE(late.Send(kTerminals) && other.Send("{\"op\":\"terminal-logout\",\"ticket\":\"1\"}\n"));
+    EXPECT_THAT(Client().Answer(kStatus), StartsWith(kOk));
+    char byte = 0;
+    EXPECT_EQ(read(fromAgent.Get(), &byte, sizeof(byte)), -1);
+    Report("SetTerminalData", "<response><terminal>t</terminal></response>");
+    EXPECT_EQ(R"({"ok":true,"terminals":["t"]})", late.NextLine());
+    ExpectOperation("<ticket>1</ticket>");
+}
+
 TEST(AgentEvents, HoldOneMessageEach) {
     const std::pair<std::string, const char*> rows[] = {
         {Message("A", "<l>1</l><o><x>-2</x></o><l><y/></l><t>&lt;\xD6\xD0</t>"),
