@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "FileUtil.h"
@@ -36,11 +35,6 @@ struct RouteLookup {
 constexpr RouteLookup kRouteIPv4 = {"ip - 4 route show", "/proc/net/route", -1};
 constexpr RouteLookup kRouteIPv6 = {"ip -6 route show", "/proc/net/ipv6_route", 0};
 constexpr char kDefaultRoute[] = "default";
-
-struct CommandCloser {
-    void operator()(FILE* command) const { (void)pclose(command); }  // the lines count, not the status
-};
-using CommandOwner = std::unique_ptr<FILE, CommandCloser>;
 
 // Reads all lines, whatever was found: a command ends by itself then. The first one with `word` in it is cut
 // to the size of a route's.

@@ -30,21 +30,6 @@ std::string TemporaryStart(const std::string& target) {
     return target.substr(0, name) + "." + target.substr(name) + kTemporaryMark;
 }
 
-bool WriteAll(int descriptor, std::string_view content) {
-    size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        written += static_cast<size_t>(count);
-    }
-    return true;
-}
-
 // The new file takes over what other programs know the old one by. A user who may write a file but not give
 // it away keeps it as his own.
 void CopyModeAndOwner(const char* path, int descriptor) {
@@ -81,7 +66,8 @@ FileFault Exchange(const std::string& path, std::string_view content, WriteTo ta
     }
     (void)fchmod(descriptor, kNewFileMode);
     CopyModeAndOwner(path.c_str(), descriptor);
-    FileFault fault = Finish(descriptor, WriteAll(descriptor, content) && Settle(descriptor, target));
+    FileFault fault =
+        Finish(descriptor, CFileUtil::WriteAll(descriptor, content) && Settle(descriptor, target));
     if (fault == FileFault::kNone && rename(temporary.c_str(), path.c_str()) != 0) {
         fault = FileFault::kCreate;
     }
@@ -104,6 +90,21 @@ bool MayOnlyBeWrittenOver(int failure) {
 }
 
 }  // namespace
+
+bool CFileUtil::WriteAll(int descriptor, std::string_view content) {
+    size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        written += static_cast<size_t>(count);
+    }
+    return true;
+}
 
 bool CFileUtil::ReadWholeFile(const char* path, std::string& content) {
     struct stat status = {};
@@ -149,7 +150,7 @@ FileFault CFileUtil::WriteOver(const char* path, std::string_view content, Write
     if (descriptor < 0) {
         return FileFault::kCreate;
     }
-    return Finish(descriptor, WriteAll(descriptor, content) &&
+    return Finish(descriptor, CFileUtil::WriteAll(descriptor, content) &&
                                   ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
                                   Settle(descriptor, target));
 }

@@ -16,6 +16,13 @@ struct FileCloser {
 };
 using FileOwner = std::unique_ptr<FILE, FileCloser>;
 
+// The same for a command that popen has started, and for uses that need not know how it ended. Started with
+// the mode "re", so that no other command gets its descriptor.
+struct CommandCloser {
+    void operator()(FILE* command) const { (void)pclose(command); }
+};
+using CommandOwner = std::unique_ptr<FILE, CommandCloser>;
+
 // The same for a descriptor; a negative one is none. For uses that need not know whether closing fails.
 class Descriptor {
   public:
@@ -60,6 +67,8 @@ class CFileUtil {
     // Writes over the content of an existing file, in place. A process that ends meanwhile leaves the first
     // bytes of the new content and the rest of the old one.
     static FileFault WriteOver(const char* path, std::string_view content, WriteTo target);
+    // Writes all of it to an open file. False when a write failed.
+    static bool WriteAll(int descriptor, std::string_view content);
     // Removes what replacing `path` left beside it when the process was killed meanwhile. Nobody may be
     // replacing it.
     static void RemoveLeftOvers(const char* path);

@@ -204,6 +204,15 @@ size_t ReadUtf8(std::string_view text, uint32_t& codePoint) {
     return valid ? length : 0;
 }
 
+bool IsUtf8(std::string_view text) {
+    uint32_t codePoint = 0;
+    size_t length = 1;
+    for (; !text.empty() && length > 0; text.remove_prefix(length)) {
+        length = ReadUtf8(text, codePoint);
+    }
+    return length > 0;
+}
+
 CAutoString CMarkup::EscapeText(const char* text, int flags) {
     std::string result;
     AppendEscaped(result, OrEmpty(text), flags);

@@ -20,3 +20,5 @@ void AppendCData(std::string& result, std::string_view text);
 
 // Length of the UTF-8 character at the start of `text`; 0 when there is none.
 size_t ReadUtf8(std::string_view text, uint32_t& codePoint);
+// Stricter than iconv, which lets through what lies beyond the last character of all.
+bool IsUtf8(std::string_view text);

@@ -14,16 +14,6 @@ constexpr char kPortalEncoding[] = "GB18030";
 constexpr char kMarks[] = "<>";  // never a part of a longer character, in either encoding
 constexpr char kLeftOut = '?';
 
-// Stricter than iconv, which lets through what lies beyond the last character of all.
-bool IsUtf8(std::string_view text) {
-    uint32_t codePoint = 0;
-    size_t length = 1;
-    for (; !text.empty() && length > 0; text.remove_prefix(length)) {
-        length = ReadUtf8(text, codePoint);
-    }
-    return length > 0;
-}
-
 // The text in UTF-8, or none when it is not wholly in the portal's encoding.
 std::optional<std::string> FromPortalEncoding(const std::string& text) {
     TextConverter converter(kPortalEncoding, kUtf8);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "FileUtil.h"
 #include "SimpleFile.h"
 #include "TextUtil.h"
 
@@ -94,14 +95,13 @@ char* CommFunc::GetShellLine(const char* command, char* buffer, size_t size) {
     if (IsNullOrEmpty(command) || buffer == nullptr || size == 0) {
         return nullptr;
     }
-    FILE* pipe = popen(command, "r");
+    const CommandOwner pipe(popen(command, "re"));
     if (pipe == nullptr) {
         return nullptr;
     }
-    if (fgets(buffer, static_cast<int>(size), pipe) == nullptr) {
+    if (fgets(buffer, static_cast<int>(size), pipe.get()) == nullptr) {
         buffer[0] = '\0';
     }
-    (void)pclose(pipe);  // the line counts, not the command's status
     return Trim(buffer, " \r\n\t");
 }
 

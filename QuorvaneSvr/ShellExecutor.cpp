@@ -1,7 +1,9 @@
 #include "ShellExecutor.h"
 
 #include <cstdio>
+#include <string>
 
+#include "FileUtil.h"
 #include "TextUtil.h"
 
 namespace {
@@ -19,15 +21,15 @@ int CShellExecutor::ExecuteShellScript(const char* command, const char* mode) {
     if (IsNullOrEmpty(command) || IsNullOrEmpty(mode)) {
         return 0;
     }
-    FILE* pipe = popen(command, mode);
+    CommandOwner pipe(popen(command, (std::string(mode) + 'e').c_str()));
     if (pipe == nullptr) {
         return 0;
     }
     char line[kLineSize];
-    while (fgets(line, sizeof(line), pipe) != nullptr) {
+    while (fgets(line, sizeof(line), pipe.get()) != nullptr) {
         if (m_SystemControlLog != nullptr) {
             m_SystemControlLog(line, m_pParam);
         }
     }
-    return pclose(pipe) == -1 ? 0 : 1;
+    return pclose(pipe.release()) == -1 ? 0 : 1;
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "FileUtil.h"
 #include "Log.h"
 #include "Markup.h"
 #include "PortalElements.h"
@@ -16,10 +17,10 @@ namespace {
 // Shown when the machine forwards packets: "IP" and four Chinese characters in GBK, as the log is read.
 constexpr char kForwardingName[] = "IP\xCA\xFD\xBE\xDD\xD7\xAA\xB7\xA2";
 
-constexpr int kHeaderLines = 1;  // what ps prints when no process has the name
 // Each costs a command at each check, while pulses wait. Real lists name a dozen.
 constexpr size_t kMostProcesses = 256;
 
+constexpr int kHeaderLines = 1;  // what ps prints when no process has the name
 
 }  // namespace
 
@@ -71,16 +72,16 @@ bool CWiFiSharedValidate::FindProcess() {
 // Held by WiFiSharedValidate.MachineWithoutPsCountsAsSharing.
 bool CWiFiSharedValidate::IsProcessRunning(const char* name) {
     const CAutoString command = "ps -C " + CommFunc::ShellQuote(name) + " | wc -l 2>&1";
-    FILE* pipe = popen(command, "r");
+    CommandOwner pipe(popen(command, "re"));
     if (pipe == nullptr) {
         return false;
     }
     bool found = false;
     char line[1024];
-    while (fgets(line, sizeof(line), pipe) != nullptr) {
+    while (fgets(line, sizeof(line), pipe.get()) != nullptr) {
         found = atoi(line) != kHeaderLines;
     }
-    if (pclose(pipe) == -1) {
+    if (pclose(pipe.release()) == -1) {
         CLog::GetInst()->WriteLog(DEBUG, "[CWiFiSharedValidate::IsValidEnvironment] pclose failed(%d).\n",
                                   errno);
     }

@@ -153,17 +153,6 @@ std::string WriteFault(const std::string& path, const char* what, ExitStatus& st
     return "the account file " + path + " cannot be " + what + ": " + strerror(errno);
 }
 
-bool WriteAll(int file, std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t count = write(file, content.data(), content.size());
-        if (count <= 0) {
-            return false;
-        }
-        content.remove_prefix(static_cast<size_t>(count));
-    }
-    return true;
-}
-
 // The group does not matter to a file that it may not read.
 bool KeepOwner(int file, const struct stat& former) {
     return fchown(file, former.st_uid, former.st_gid) == 0 ||
@@ -187,7 +176,7 @@ bool Exchange(const std::string& path, std::string_view content, const struct st
         return false;
     }
     const bool isWritten = (former == nullptr || KeepOwner(file.Get(), *former)) &&
-                           fchmod(file.Get(), kFileMode) == 0 && WriteAll(file.Get(), content) &&
+                           fchmod(file.Get(), kFileMode) == 0 && CFileUtil::WriteAll(file.Get(), content) &&
                            fsync(file.Get()) == 0 && rename(aside.c_str(), path.c_str()) == 0;
     if (!isWritten) {
         const int error = errno;

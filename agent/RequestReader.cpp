@@ -62,18 +62,6 @@ class ParsedLine {
     bool m_isAlone = false;
 };
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        uint32_t codePoint = 0;
-        const size_t length = ReadUtf8(text, codePoint);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 // A text ends at a NUL everywhere behind this point; what follows it would silently be lost.
 bool HasNul(std::string_view line) {
     if (line.find('\0') != std::string_view::npos) {
