@@ -29,7 +29,7 @@ constexpr char kPasswordElement[] = "password";
 
 constexpr char kTooLong[] = "this is more than the service takes in one message";
 
-// The parsed line. Its texts are wiped before their memory is given back.
+// The parsed line.
 class ParsedLine {
   public:
     explicit ParsedLine(std::string_view line) {
@@ -40,24 +40,11 @@ class ParsedLine {
             m_isAlone = line.find_first_not_of(kWhiteSpace) == std::string_view::npos;
         }
     }
-    ~ParsedLine() { WipeTexts(m_value.get()); }
-    ParsedLine(const ParsedLine&) = delete;
-    ParsedLine& operator=(const ParsedLine&) = delete;
 
     bool IsObject() const { return m_isAlone && cJSON_IsObject(m_value.get()); }
     const cJSON& Value() const { return *m_value; }
 
   private:
-    // The library limits how deep a document goes.
-    static void WipeTexts(const cJSON* value) {
-        for (; value != nullptr; value = value->next) {
-            if (value->valuestring != nullptr) {
-                explicit_bzero(value->valuestring, strlen(value->valuestring));
-            }
-            WipeTexts(value->child);
-        }
-    }
-
     JsonOwner m_value;
     bool m_isAlone = false;
 };

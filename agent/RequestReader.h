@@ -21,8 +21,8 @@ struct AgentRequest {
 
 // Reads the text of one line. False when it is no request; `fault` then is a sentence for people that repeats
 // nothing of the line. Fields that the operation does not have are not looked at, and of a field that is
-// there twice the first one counts. Takes time and memory in proportion to the line, whatever it holds, and
-// leaves no copy of a password behind.
+// there twice the first one counts. Takes time and memory in proportion to the line, whatever it holds. It
+// leaves no copy of a password behind in a process that wipes what the JSON library frees, as the agent does.
 bool ReadRequest(std::string_view line, AgentRequest& request, std::string& fault);
 
 // Cuts what a client sends into lines. Holds at most one line of the longest length and wipes what it has

@@ -1,10 +1,12 @@
 // Entry point of the agent: what has to be so before any part of it is made.
+#include <cjson/cJSON.h>
 #include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <system_error>
 
 #include "Agent.h"
@@ -19,8 +21,18 @@ constexpr int kLargestKeptBlock = 32 * 1024;
 
 constexpr mode_t kPrivate = 0077;  // what is made is for this user alone; the parts say where it is not
 
-// Passwords are in this process's memory: no core file, and no debugger of the same user.
+void WipeAndFree(void* block) {
+    if (block != nullptr) {
+        explicit_bzero(block, malloc_usable_size(block));
+        free(block);
+    }
+}
+
+// Passwords are in this process's memory: no core file, no debugger of the same user, and nothing left of
+// what the JSON library read, also when it did not come to the end of a line.
 void ProtectMemory() {
+    cJSON_Hooks hooks = {malloc, WipeAndFree};
+    cJSON_InitHooks(&hooks);
     const rlimit none = {0, 0};
     (void)setrlimit(RLIMIT_CORE, &none);       // lowering it is always allowed
     (void)prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);  // so is this
