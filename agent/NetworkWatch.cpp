@@ -4,9 +4,11 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <utility>
+
+#include "AgentLog.h"
 
 namespace {
 
@@ -130,7 +132,7 @@ NetworkWatch::NetworkWatch(EventLoop& loop, Changed changed, std::function<nanos
     if (m_events.IsOpen()) {
         m_happened = loop.OnDescriptor(m_events.Get(), EPOLLIN, [this](uint32_t) { DiscardEvents(); });
     } else {
-        perror("changes of the network go unnoticed");
+        LogLine(Urgency::kWarning, std::string("changes of the network go unnoticed: ") + strerror(errno));
     }
 }
 
@@ -159,13 +161,13 @@ void NetworkWatch::LookForSuspend() {
 
 void NetworkWatch::Look() {
     const std::optional<NetworkPath> path = ReadPath();
-    if (!path) {
+    if (!path && m_events.IsOpen()) {
         m_quiet.Note();
         return;
     }
-    const bool isOther = !(*path == m_path);
+    const bool isOther = path && !(*path == m_path);
     const bool hasSlept = std::exchange(m_hasSlept, false);
-    m_path = *path;
+    m_path = path.value_or(m_path);
     if (isOther || hasSlept) {
         const Changed changed = m_changed;  // outlives this object
         changed(isOther);
