@@ -86,6 +86,7 @@ void ClientConnection::Close() {
     m_turn.Reset();
     m_deadline.Reset();
     (void)shutdown(m_socket.Get(), SHUT_RDWR);  // the client may be gone already
+    std::string().swap(m_output);               // nobody takes it any more
 }
 
 // False when nothing came.
