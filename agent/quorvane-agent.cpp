@@ -56,7 +56,6 @@ int main(int argc, char** argv) {
     (void)mallopt(M_MMAP_THRESHOLD, kLargestKeptBlock);  // a value that is allowed
     ProtectMemory();
     umask(kPrivate);
-    (void)signal(SIGPIPE, SIG_IGN);  // a valid signal; writes tell by themselves
     int status = 0;
     const std::optional<AgentSettings> settings = ReadAgentOptions(argc, argv, status);
     if (!settings.has_value()) {
