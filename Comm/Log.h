@@ -42,7 +42,7 @@ class CLog : public CSimpleFile {
     static CLog* m_pLog;
 
     int m_level = ERROR;
-    std::atomic<int64_t> m_paidUntil{
-        0};                         // ms of a clock that is never set: when the lines so far are paid off
+    // When the lines so far are paid off, in ms of a clock that is never set.
+    std::atomic<int64_t> m_paidUntil{0};
     std::atomic<int> m_leftOut{0};  // lines since the last one that was written
 };

@@ -82,8 +82,8 @@ bool StartSingle() {
     }
     CAutoString own;
     own.Format("%d\n", getpid());
-    (void)settings->SetLocalValue(SettingsKey::kProcessId,
-                                  own);  // without settings there is no single instance to keep
+    // Without settings there is no single instance to keep.
+    (void)settings->SetLocalValue(SettingsKey::kProcessId, own);
     return true;
 }
 

@@ -21,8 +21,7 @@ class CServerCluster {
     // when there is none.
     bool MoveToNext(CAutoString& url, bool isIPv6, const CAutoString& client);
     // Takes the list `servers` of a configuration; a new one is chosen from at once when no server is left of
-    // the one before. The settings get the one that was known before; a new one
-    // reaches them the next time.
+    // the one before. The settings get the one that was known before; a new one reaches them the next time.
     void Store(CInfoCenter& settings, bool isIPv6, const CAutoString& servers);
 
   private:

@@ -108,8 +108,8 @@ class Agent final : public ILinkListener, public IKeeperHost, public IRequestHan
     EventSource m_signals[3];
     EventSource m_due;    // the keeper's
     EventSource m_touch;  // the history's
-    EventSource
-        m_waiting;        // how long a run that logs in once waits for the service, or the end for a log-out
+    // How long a run that logs in once waits for the service, or the end for a log-out.
+    EventSource m_waiting;
     EventSource m_limit;  // of a run that logs in once
 
     bool m_isStopping = false;

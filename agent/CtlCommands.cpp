@@ -32,7 +32,7 @@ void PrintLine(const std::string& line) {
     (void)printf("%s\n", line.c_str());
 }
 
-// One request and its answer: `words` says it to people.
+// One request. Its answer is printed with --json, and else handed to `tell`, which also gives the status.
 ExitStatus AskAgent(const CtlOptions& options, CtlRequest request,
                     const std::function<ExitStatus(const cJSON& answer)>& tell) {
     AgentClient client{std::chrono::seconds(options.timeoutSeconds)};

@@ -20,7 +20,7 @@ std::string Shown(const std::string& text);
 // A line of JSON as the agent sent it; control characters that a terminal would obey become references.
 std::string ShownJson(const std::string& line);
 
-// "2026-05-01 12:00:03"; of a text in RFC 3339, or the text itself when it is none.
+// "2026-05-01 12:00:03", in the time of this machine.
 std::string LocalTime(std::time_t time);
 // "3 d", "2 h 5 min", "40 s": the two largest units, and nothing for one that is 0.
 std::string DurationWords(std::time_t seconds);

@@ -193,7 +193,7 @@ void History::Add(const HistoryEntry& entry) {
     }
 }
 
-// Returns the size of the file, 0 when it could not be written. A line that is torn, by a power cut or a full
+// Returns the size of the file, 0 when there is none to write. A line that is torn, by a power cut or a full
 // disk, must not take the next one with it.
 size_t History::Append(const std::string& line) {
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;

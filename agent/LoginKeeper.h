@@ -52,8 +52,7 @@ using Settle = std::function<void(const Outcome&)>;
 //   tickets cross, and a login must be made with the last one.
 // - While a login stands, a check spoils it. Only another network is a reason for one.
 // - What a 31 means depends on who asked: it ends a try, brings the next ticket after a loss, and says
-// nothing
-//   while a login stands or before the service has read the login that was sent.
+//   nothing while a login stands or before the service has read the login that was sent.
 class LoginKeeper {
   public:
     using Moment = std::chrono::steady_clock::time_point;
