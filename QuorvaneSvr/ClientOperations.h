@@ -33,9 +33,20 @@ constexpr char kOldStatePath[] = "P.oldState";
 constexpr char kNewStatePath[] = "P.newState";
 constexpr char kErrorCodePath[] = "P.ErrorCode";
 constexpr char kSubErrorCodePath[] = "P.subErrCode";
+constexpr char kSubErrorCodeElement[] = "subErrCode";
 
-// A published value.
+// A published value, and the names of those that somebody looks for.
 constexpr char kValueFormat[] = "<key>%s</key><value>%s</value>";
+namespace PublishedValue {
+inline constexpr char kKeyElement[] = "key";
+inline constexpr char kValueElement[] = "value";
+inline constexpr char kAccount[] = "DialAccount";
+inline constexpr char kSchoolId[] = "schoolId";
+inline constexpr char kDomain[] = "domain";
+inline constexpr char kArea[] = "area";
+inline constexpr char kFunctionPrefix[] = "FUN_";        // of each function setting of the portal
+inline constexpr char kStatistics[] = "FUN_StatsInfor";  // published when the portal asks for statistics
+}  // namespace PublishedValue
 
 // Parameters of the operations: where an envelope holds them, and how a front end writes them. Texts go in as
 // they stand.

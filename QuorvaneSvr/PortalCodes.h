@@ -60,6 +60,7 @@ constexpr int kStateUndecidedToo = 301;
 // Why a login ends. The number goes to the portal in the log-out request; a front end sends its own
 // (kReasonPath).
 namespace LogoutReason {
+inline constexpr char kUser[] = "1";   // the user wants to
 inline constexpr char kFinal[] = "2";  // after this and kShutdown no ticket for a next login is requested
 inline constexpr char kKeepAliveFailed[] = "3";  // more pulses failed than the portal tolerates
 inline constexpr char kIntercepted[] = "4";      // something else than the portal answered a pulse
@@ -105,11 +106,11 @@ constexpr uint64_t kTerminal = 15000;
 // Bytes of a page or document: real ones have some KiB. Only an answer that brings a module may be larger.
 constexpr uint64_t kLargestPage = 4 * 1024 * 1024;
 
-// Form of the local time in the requests, and of the times in the statistics reports.
 // Bytes of a note that the portal puts into a header. Real ones are a number or a line; a report with one
 // fits the link to the front ends, also when each of its characters is written as an entity.
 constexpr int kLongestNote = 4 * 1024;
 
+// Form of the local time in the requests, and of the times in the statistics reports.
 inline constexpr char kPortalTimeFormat[] = "%Y-%m-%d %H:%M:%S";
 
 // Attempts at one request as long as the connection fails.

@@ -290,7 +290,7 @@ void CPortalConn::SaveAuthResponse(CAutoString& userName, int& keepRetry, CAutoS
     record.againstList.Replace("\r\n", "");
     settings.SetValue("againstList", record.againstList);
     CAutoString dialled;
-    dialled.Format("<key>DialAccount</key><value>%s</value>", ElementText(userName).GetBuffer());
+    dialled.Format(kValueFormat, PublishedValue::kAccount, ElementText(userName).GetBuffer());
     m_host.PostMsg(kPortalBusiness, ClientReport::kValue, dialled);
 }
 

@@ -40,6 +40,6 @@ void PublishConfig(IPortalHost& host, const CAuthConfig& record) {
         CAutoString escaped = element;
         escaped.Replace("<", "&lt;");
         escaped.Replace(">", "&gt;");
-        Publish(host, "FUN_" + name, escaped, escaped);
+        Publish(host, PublishedValue::kFunctionPrefix + name, escaped, escaped);
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ClientOperations.h"
 #include "PortalParser.h"
 #include "SettingsKeys.h"
 
@@ -29,9 +30,9 @@ struct SavedNumber {
     RecordNumber row;
 };
 inline constexpr SavedText kSavedTexts[] = {
-    {RecordGroup::kSchool, {"schoolId", &CAuthConfig::schoolId}},
-    {RecordGroup::kSchool, {"domain", &CAuthConfig::domain}},
-    {RecordGroup::kSchool, {"area", &CAuthConfig::area}},
+    {RecordGroup::kSchool, {PublishedValue::kSchoolId, &CAuthConfig::schoolId}},
+    {RecordGroup::kSchool, {PublishedValue::kDomain, &CAuthConfig::domain}},
+    {RecordGroup::kSchool, {PublishedValue::kArea, &CAuthConfig::area}},
     {RecordGroup::kAccess, {"wlanuserip", &CAuthConfig::wlanuserip}},
     {RecordGroup::kAccess, {"wlanusermac", &CAuthConfig::wlanusermac}},
     {RecordGroup::kAccess, {"wlanacip", &CAuthConfig::wlancip}},

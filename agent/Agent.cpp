@@ -5,6 +5,7 @@
 #include <random>
 
 #include "AgentLog.h"
+#include "ClientOperations.h"
 #include "MessageJson.h"
 #include "PortalCodes.h"
 
@@ -34,10 +35,10 @@ Agent::Agent(EventLoop& loop, AgentSettings settings)
       m_terminals(loop, [this](const char* opcode,
                                const std::string& parameters) { return SendOperation(opcode, parameters); }),
       m_since(std::time(nullptr)),
-      m_portal{{"DialAccount", AgentField::kAccount, ""},
-               {"schoolId", AgentField::kSchoolId, ""},
-               {"domain", AgentField::kDomain, ""},
-               {"area", AgentField::kArea, ""}} {}
+      m_portal{{PublishedValue::kAccount, AgentField::kAccount, ""},
+               {PublishedValue::kSchoolId, AgentField::kSchoolId, ""},
+               {PublishedValue::kDomain, AgentField::kDomain, ""},
+               {PublishedValue::kArea, AgentField::kArea, ""}} {}
 
 ExitStatus Agent::Start() {
     const ExitStatus status = ReadFirstAccount();

@@ -4,18 +4,18 @@
 
 #include "Agent.h"
 #include "AgentLog.h"
+#include "AgentState.h"
 #include "ClientOperations.h"
+#include "PortalCodes.h"
 #include "ReadableText.h"
 
 namespace {
 
 // The reason of a user who wants to log out.
-constexpr char kReasonOfUser[] = "1";
 // Requests on the way at the same time, those of clients that left included.
 constexpr unsigned kMostUnanswered = 256;
 // Bytes of answers that wait to be read, beyond which no long answer is begun.
 constexpr size_t kLargestBacklog = 4 * 1024 * 1024;
-constexpr char kNoServiceRuns[] = "the service does not run";
 
 using Entries = std::deque<HistoryEntry>;
 
@@ -101,7 +101,7 @@ void Agent::Login(const AgentRequest& request, const Reply& reply) {
 }
 
 void Agent::Logout(const AgentRequest& /*request*/, const Reply& reply) {
-    m_keeper.Logout(kReasonOfUser, AnswerWithStatus(reply), std::chrono::steady_clock::now());
+    m_keeper.Logout(LogoutReason::kUser, AnswerWithStatus(reply), std::chrono::steady_clock::now());
     AwaitDue();
 }
 

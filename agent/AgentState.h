@@ -2,6 +2,9 @@
 
 #include <string_view>
 
+// Of a state, and of what nobody is there to do.
+inline constexpr char kNoServiceRuns[] = "the service does not run";
+
 // Where the machine stands, as a person would say it.
 enum class AgentState {
     kServiceGone,
@@ -24,7 +27,7 @@ struct AgentStateWord {
     const char* words;
 };
 inline constexpr AgentStateWord kAgentStateWords[] = {
-    {AgentState::kServiceGone, "service-gone", "the service does not run"},
+    {AgentState::kServiceGone, "service-gone", kNoServiceRuns},
     {AgentState::kChecking, "checking", "looking at the network"},
     {AgentState::kReady, "ready", "ready, not logged in"},
     {AgentState::kLoggingIn, "logging-in", "logging in"},

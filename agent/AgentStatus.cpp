@@ -64,10 +64,10 @@ void Agent::NoteValue(const Report& message) {
     if (message.opcode != ClientReport::kValue) {
         return;
     }
-    const std::string key = message.Parameter(AgentField::kKey);
+    const std::string key = message.Parameter(PublishedValue::kKeyElement);
     for (PortalValue& value : m_portal) {
         if (key == value.key) {
-            value.text = InUtf8(message.Parameter(AgentField::kValue));
+            value.text = InUtf8(message.Parameter(PublishedValue::kValueElement));
         }
     }
 }

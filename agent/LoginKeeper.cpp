@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "AgentState.h"
 #include "ClientOperations.h"
 
 namespace {
@@ -21,7 +22,6 @@ constexpr seconds kGoodLogin(60);
 constexpr char kNoAnswer[] = "the portal does not answer";
 constexpr char kNotTaken[] = "the service does not take what it is sent";
 constexpr char kServiceEnded[] = "the service has ended";
-constexpr char kNoService[] = "the service does not run";
 constexpr char kAccountGone[] = "there is no account any more";
 
 const AgentError& ErrorOf(AgentState state) {
@@ -59,7 +59,7 @@ void LoginKeeper::ServiceGone(Moment now) {
     m_logout.reset();
     SetState(AgentState::kServiceGone);
     for (const RequestKind kind : {RequestKind::kLogin, RequestKind::kLogout, RequestKind::kCheck}) {
-        SettleAll(kind, {&AgentErrors::kNoService, kNoService});
+        SettleAll(kind, {&AgentErrors::kNoService, kNoServiceRuns});
     }
     Finish(now);
 }

@@ -18,9 +18,6 @@ using std::chrono::seconds;
 // Nothing reports that a portal has come up in an open network.
 constexpr seconds kOpenNetworkLook(300);
 
-// Published when the portal asks for statistics.
-constexpr char kStatisticsValue[] = "FUN_StatsInfor";
-
 constexpr char kOpenNetworkText[] = "the network is open: there is no portal to log in to";
 constexpr char kNoReason[] = "the login came to nothing, the portal gave no reason";
 
@@ -76,7 +73,7 @@ bool IsLoss(int code) {
 }
 
 std::string SubCodeOf(const Report& report) {
-    std::string text = InUtf8(report.Parameter("subErrCode"));
+    std::string text = InUtf8(report.Parameter(kSubErrorCodeElement));
     if (text.size() > kLongestSubCode) {
         size_t end = kLongestSubCode;
         while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
@@ -117,9 +114,9 @@ void LoginKeeper::NoteValue(const Report& report) {
     if (report.target != kValueStore) {
         return;
     }
-    if (report.Parameter("key") == kStatisticsValue) {
-        m_statistics =
-            AsksForStatistics(report.Parameter("value")) ? Statistics::kAsked : Statistics::kNotAsked;
+    if (report.Parameter(PublishedValue::kKeyElement) == PublishedValue::kStatistics) {
+        const std::string value = report.Parameter(PublishedValue::kValueElement);
+        m_statistics = AsksForStatistics(value) ? Statistics::kAsked : Statistics::kNotAsked;
     } else if (m_statistics == Statistics::kUnknown) {
         m_statistics = Statistics::kNotAsked;
     }

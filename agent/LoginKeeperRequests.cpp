@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "AgentState.h"
 #include "ClientOperations.h"
 #include "LoginKeeper.h"
+#include "PortalCodes.h"
 
 namespace {
 
@@ -16,12 +18,9 @@ constexpr milliseconds kShortestPatience(2500);
 constexpr milliseconds kLongestPatience(4000);
 constexpr int kLogoutAsks = 10;
 
-constexpr char kReplaceReason[] = "1";  // the user wants to
-
 // More than every client at once.
 constexpr size_t kMostRequests = 256;
 
-constexpr char kNoService[] = "the service does not run";
 constexpr char kNoAccount[] = "there is no account to log in with";
 constexpr char kNotLoggedIn[] = "not logged in";
 constexpr char kNoStatistics[] =
@@ -47,7 +46,7 @@ void LoginKeeper::Login(std::optional<Account> account, Settle settle, Moment no
     if (InUse() == nullptr) {
         SettleNow(std::move(settle), {&AgentErrors::kBadRequest, kNoAccount});
     } else if (!m_isAttached) {
-        SettleNow(std::move(settle), {&AgentErrors::kNoService, kNoService});
+        SettleNow(std::move(settle), {&AgentErrors::kNoService, kNoServiceRuns});
     } else if (m_onlineSince && !m_logout && m_loginName == AccountName()) {
         SettleNow(std::move(settle), {});
     } else {
@@ -93,7 +92,7 @@ void LoginKeeper::Logout(const std::string& reason, Settle settle, Moment now) {
     DropPlan();
     FailLogins(kLeft);
     if (!m_isAttached) {
-        SettleNow(std::move(settle), {&AgentErrors::kNoService, kNoService});
+        SettleNow(std::move(settle), {&AgentErrors::kNoService, kNoServiceRuns});
     } else if (m_logout) {
         Await(RequestKind::kLogout, std::move(settle));
     } else if (!m_onlineSince) {
@@ -126,7 +125,7 @@ void LoginKeeper::LogoutWasSent(Moment now) {
 
 void LoginKeeper::Check(Settle settle, Moment now) {
     if (!m_isAttached) {
-        SettleNow(std::move(settle), {&AgentErrors::kNoService, kNoService});
+        SettleNow(std::move(settle), {&AgentErrors::kNoService, kNoServiceRuns});
     } else if (m_onlineSince) {
         SettleNow(std::move(settle), {});
     } else {
@@ -142,7 +141,7 @@ void LoginKeeper::Check(Settle settle, Moment now) {
 // The login of another account ends first; the next ticket is for the new one.
 void LoginKeeper::ReplaceLogin(Moment now) {
     if (m_statistics != Statistics::kNotAsked) {
-        StartLogout(kReplaceReason, now);
+        StartLogout(LogoutReason::kUser, now);
         return;
     }
     SetLast({0, "", kNoStatistics});

@@ -103,8 +103,8 @@ JsonOwner EventOf(const Report& message) {
     JsonOwner event = NewJsonObject();
     if (message.opcode == ClientReport::kValue) {
         AddText(*event, AgentField::kEvent, AgentEvent::kValue);
-        AddText(*event, AgentField::kKey, InUtf8(message.Parameter(AgentField::kKey)));
-        AddText(*event, AgentField::kValue, InUtf8(message.Parameter(AgentField::kValue)));
+        AddText(*event, AgentField::kKey, InUtf8(message.Parameter(PublishedValue::kKeyElement)));
+        AddText(*event, AgentField::kValue, InUtf8(message.Parameter(PublishedValue::kValueElement)));
         return event;
     }
     AddText(*event, AgentField::kEvent, AgentEvent::kReport);

@@ -1,6 +1,7 @@
 #include "TerminalDesk.h"
 
 #include "AgentProtocol.h"
+#include "AgentState.h"
 #include "ClientOperations.h"
 #include "Json.h"
 #include "MessageJson.h"
@@ -15,7 +16,6 @@ constexpr char kCodeOfTerm[] = "code";
 
 constexpr char kNoList[] = "no list of terminals came within 10 s";
 constexpr char kNoOutcome[] = "the portal did not tell within 30 s that the terminal is logged out";
-constexpr char kNoServiceRuns[] = "the service does not run";
 
 std::string ListLine(const Report& message) {
     const JsonOwner answer = NewJsonObject();

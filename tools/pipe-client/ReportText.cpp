@@ -1,5 +1,6 @@
 #include "ReportText.h"
 
+#include "ClientOperations.h"
 #include "ReadableText.h"
 #include "ReportWords.h"
 
@@ -28,7 +29,7 @@ std::string DescribeReport(const Report& report) {
     if (report.IsOpenNetwork()) {
         text.append(", ").append(kOpenNetwork);
     }
-    for (const char* detail : {"subErrCode", "subType", "extern"}) {
+    for (const char* detail : {kSubErrorCodeElement, "subType", "extern"}) {
         const std::string value = report.Parameter(detail);
         if (!value.empty()) {
             text.append(", ").append(detail).append(" ").append(ReadableText(value));
