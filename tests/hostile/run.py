@@ -20,13 +20,15 @@ from portal import Portal, portal_says
 
 BUILD, FULL = os.path.abspath(sys.argv[1]), "--full" in sys.argv
 ONLY = sys.argv[sys.argv.index("--only") + 1] if "--only" in sys.argv else ""
-SANITIZED = "asan" in os.path.basename(BUILD)
+SANITIZED = BUILD.endswith(("asan", "tsan"))
 WORKERS = 16
 ACCOUNT, PASSWORD = "13800000001", "hostile-secret"
 LARGEST_MEMORY_MB = 512 if SANITIZED else 64  # the sanitizer keeps what was freed, and its own map
+LARGEST_LOG_KB = 4300                         # the burst that the log allows, and its rate for a case of two minutes
 BUSY = 0.5                                    # more of a core than that is a loop
 PROOF_SECONDS = 150                           # a service that was sent on too often rests 30 s at each of 4 hops
-READY, CONNECTED, LOGGED_OUT = "31", "2", "12"
+READY, CONNECTED = "31", "2"
+NOT_MET = "a stage was not reached:"
 NO_ALGORITHM = b"00000000-0000-0000-0000-000000000000"
 MODULES = {
     "crashes": "char* Code(const char* t) { (void)t; *(volatile char*)8 = 1; return 0; }",
@@ -92,14 +94,14 @@ class Service:
     """The service in a folder of its own, and its front end."""
 
     def __init__(self, folder, portal):
-        self.folder, self.portal, self.process = folder, portal, None
+        self.folder, self.portal, self.process, self.heard = folder, portal, None, 0
         os.makedirs(folder + "/conf")
         os.mkfifo(folder + "/serverpipe")
         os.mkfifo(folder + "/clientpipe")
         with open(folder + "/conf/conf.xml", "w") as file:
             file.write(f"<settings><version>1</version><redirect>http://{portal.server}/forward.cgi</redirect>"
                        "<messageEngine>waiting</messageEngine></settings>")
-        self.states, self.terminals = [], 0
+        self.states = []
         self.reports = os.open(folder + "/serverpipe", os.O_RDWR)
         self.orders = os.open(folder + "/clientpipe", os.O_RDWR)
         threading.Thread(target=self.listen, daemon=True).start()
@@ -119,7 +121,6 @@ class Service:
                 state = re.search(rb"<newState>(\d+)</newState>", message)
                 if state:
                     self.states.append(state.group(1).decode())
-                self.terminals += b"SetTerminalData" in message
 
     def ask(self, operation, parameters=""):
         message = f"<M><OpS>client</OpS><OpT>Portal</OpT><OpC>{operation}</OpC><P>{parameters}</P></M>\0"
@@ -145,9 +146,11 @@ class Service:
     def status(self, name):
         return int(re.search(name.encode() + rb":\s*(\d+)", read(f"/proc/{self.process.pid}/status")).group(1))
 
-    def forget_peak(self):
+    def forget(self):
+        """Its peak of memory, and what its sanitizer has said."""
         with open(f"/proc/{self.process.pid}/clear_refs", "w") as file:
             file.write("5")
+        self.heard = os.path.getsize(self.folder + "/output")
 
     def processor_seconds(self):
         fields = read(f"/proc/{self.process.pid}/stat").rsplit(b")", 1)[1].split()
@@ -161,7 +164,7 @@ class Service:
 
     def complaint(self):
         """The first line of what a sanitizer has said; empty without one."""
-        lines = read(self.folder + "/output").splitlines()
+        lines = read(self.folder + "/output")[self.heard:].splitlines()
         return next((line for line in lines if b"Sanitizer" in line or b"runtime error" in line), b"")
 
 
@@ -175,10 +178,13 @@ class Worker(threading.Thread):
         self.service.start()
 
     def run(self):
-        while not self.work.empty():
-            case = self.work.get()
+        while True:
             try:
-                self.results.put((case, self.try_case(case)))
+                case = self.work.get_nowait()
+            except queue.Empty:
+                break
+            try:
+                self.results.put((case, self.withstand(case)))
             except Exception as fault:  # a case must not take the others with it
                 self.results.put((case, {"fault": repr(fault)}))
                 self.revive()
@@ -190,11 +196,16 @@ class Worker(threading.Thread):
         self.service.end()
         self.service.start()
 
+    def withstand(self, case):
+        """Once more where a busy machine kept the malice from its stage."""
+        result = self.try_case(case)
+        return self.try_case(case) if result["fault"].startswith(NOT_MET) else result
+
     def try_case(self, case):
         service, began = self.service, time.monotonic()
         if not service.lives():
             service.start()
-        service.forget_peak()
+        service.forget()
         before = service.log_size(), service.processor_seconds()
         self.meet(case)
         result = {"met": dict(self.portal.met)}
@@ -229,11 +240,17 @@ class Worker(threading.Thread):
             if {"statistics", "term"} & set(malice):
                 wait_until(lambda: service.log_count(b"NetworkTraffic]") >= counted, 20)
             for stage, operation in (("query", "GetTerminalData"), ("statistics", "PortalDisConnect"),
-                                     ("term", "PortalDisConnect")):  # dropped while the statistics travel
-                wait_until(lambda: self.portal.met.get(stage, 1) or service.ask(operation, "<src>1</src>") or
-                           time.sleep(2), 25)
+                                     ("term", "PortalDisConnect")):
+                self.ask_until_met(stage, operation)
         wait_until(self.is_met, case.seconds)
         wait_until(lambda: not service.lives(), case.stays)
+
+    def ask_until_met(self, stage, operation):
+        """A log-out is dropped while the statistics travel."""
+        deadline = time.monotonic() + 25
+        while not self.portal.met.get(stage, 1) and time.monotonic() < deadline:
+            self.service.ask(operation, "<src>1</src>")
+            wait_until(lambda: self.portal.met[stage], 2)
 
     def is_met(self):
         return all(self.portal.met.values())
@@ -264,9 +281,11 @@ class Worker(threading.Thread):
         if complaint and case.module != "crashes":
             return complaint[:200].decode("latin-1")
         if not all(result["met"].values()):
-            return f"a stage was not reached: {result['met']}"
+            return f"{NOT_MET} {result['met']}"
         if result.get("peak", 0) > LARGEST_MEMORY_MB:
             return "too much memory"
+        if result.get("log", 0) > LARGEST_LOG_KB:
+            return "too much log"
         if result.get("busy", 0) > BUSY and not SANITIZED:
             return "too busy"
         return ""
@@ -274,6 +293,8 @@ class Worker(threading.Thread):
 
 def main():
     chosen = [case for case in cases.all_cases() if (FULL or ONLY or case.in_slice) and ONLY in case.what]
+    if not chosen:
+        sys.exit(f"hostile: no malice has '{ONLY}' in its name; tests/hostile/cases.py lists them")
     work, results = queue.Queue(), queue.Queue()
     for case in chosen:
         work.put(case)
