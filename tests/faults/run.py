@@ -2,7 +2,7 @@
    python3 -B tests/faults/run.py [quick] [SEED]      from the project's folder, with the folder of the build in
    QUORVANE_BUILD; scripts/faults builds what it needs
 A single job that is shown in braces is repeated by
-   echo '{"first": 7, "choice": 1}' | scripts/sandbox python3 -B tests/faults/worker.py"""
+   echo '{"first": 7, "choice": 1}' | QUORVANE_BUILD=build scripts/sandbox python3 -B tests/faults/worker.py"""
 import collections
 import json
 import os
@@ -20,7 +20,7 @@ OWN_PROCESSES = ("unshare", "--pid", "--fork", "--kill-child", "--mount-proc")  
 MANY = 1 << 30
 PROGRESS = 50  # runs between two lines on how far it is, where nobody watches
 FREE_KIBIBYTES = (0, 4, 8, 12, 16, 32, 64)
-LOWEST_DESCRIPTORS, HIGHEST_DESCRIPTORS = 4, 22  # watching the service takes the one behind the standard three
+LOWEST_DESCRIPTORS, HIGHEST_DESCRIPTORS = 4, 21  # watching the service takes the one behind the standard three
 
 
 class Plan:
@@ -50,7 +50,7 @@ class Plan:
         """What stays wrong until the second try."""
         jobs = [{"full": "folder", "free": free} for free in FREE_KIBIBYTES]
         jobs += [{"full": "resolver", "seed": seed} for seed in range(3)]
-        jobs += [{"descriptors": limit} for limit in range(LOWEST_DESCRIPTORS, HIGHEST_DESCRIPTORS)]
+        jobs += [{"descriptors": limit} for limit in range(LOWEST_DESCRIPTORS, HIGHEST_DESCRIPTORS + 1)]
         jobs += [{"name": "clone3", "first": first, "count": MANY} for first in range(1, 8)]
         jobs += [{"clock": step, "seed": seed} for step in (DAY, -DAY) for seed in range(4)]
         return jobs[::self.every]
@@ -83,8 +83,9 @@ class Crew:
                     return
                 outcome = json.loads(line)
                 done.append((job, outcome))
-                if sys.stderr.isatty() or len(done) % PROGRESS == 0:
-                    print("  %d of %d" % (len(done), len(jobs)), end="\r", file=sys.stderr)
+                watched = sys.stderr.isatty()
+                if watched or len(done) % PROGRESS == 0:
+                    print("  %d of %d" % (len(done), len(jobs)), end="\r" if watched else "\n", file=sys.stderr)
                 if outcome["found"]:
                     show(job, outcome)
 
