@@ -1,5 +1,6 @@
-// An envelope in and a report out over the two FIFOs: once through the service's message server and a
-// business that answers, and once through a thread that does nothing but read and write as many bytes.
+// An envelope in and a report out over the two FIFOs: through the service's message server and a business
+// that answers, through a thread that does nothing but read and write as many bytes, and through two such
+// threads with a queue between them.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/stat.h>

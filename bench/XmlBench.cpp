@@ -135,7 +135,7 @@ struct Row {
 // The ticket request, in the order of insertion.
 constexpr Row kTicket[] = {
     {"host-name", "lab-pc-0042"},
-    {"user-agent", "CCTP/android64_vpn/2093"},
+    {"user-agent", "RAVO/Linux64/1.0.0"},
     {"client-id", "0b3a2f5c-8d1e-4c77-9a52-1f2e3d4c5b6a"},
     {"ipv4", "192.0.2.117"},
     {"ipv6", "2001:db8::1f2e:3d4c"},

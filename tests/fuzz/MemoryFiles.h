@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-// Whole files as the service reads and writes them (CFileUtil), by their paths, for targets that are linked
-// with quorvane_fuzz_memory_files: a run takes no system calls, and writing can fail.
+// Whole files as the service reads and writes them (CFileUtil), by their paths, for targets that have
+// MemoryFiles.cpp among their sources: a run takes no system calls, and writing can fail.
 inline std::map<std::string, std::string> memoryFiles;
 
 // Thrown where the process would end.

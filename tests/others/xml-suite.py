@@ -146,7 +146,7 @@ for kind_of_test, name, path in tests():
     result, fault = judge(kind_of_test, path, service.read(path))
     results[result] += 1
     if fault:
-        faults.append(f"{name} ({path.relative_to(folder)}): {fault}")
+        faults.append(f"not so: {name} ({path.relative_to(folder)}): {fault}")
 print("\n".join(f"{count:6} {result}" for result, count in sorted(results.items())))
 print("\n".join(faults) or "no fault")
 sys.exit(bool(faults))
