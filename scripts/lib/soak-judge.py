@@ -45,25 +45,33 @@ def first_hour(rows):
     return max(first_round, FIRST_SHARE * total, min(FIRST_HOUR, SHORT_LIFE * total))
 
 
-def judge(name, rows, rate, faults):
-    total = rows[-1]["exchanges"]
-    hour = first_hour(rows)
+def slack_of(key, before, early, late):
+    """How much more than `before` may be held in the end."""
+    is_short = late[-1]["exchanges"] < 10 * FIRST_HOUR
+    slack = SHORT_GROWTH_KB if key.endswith("rss") and is_short else GROWTH * before
+    if key == "agent_rss":
+        history = max(0, late[-1]["history"] - early[-1]["history"]) / 1024
+        slack = max(slack, AGENT_GRAIN_KB) + HISTORY_IN_MEMORY * history
+    return slack
+
+
+def judge_held(name, rows, faults):
+    total, hour = rows[-1]["exchanges"], first_hour(rows)
     window = WINDOW * (total - hour)
     early, late = between(rows, hour, hour + window), between(rows, total - window, total)
     for program in ("service", "agent"):
+        is_judged = program == "service" or not os.path.exists(f"{name}/agent-is-replaced")
         for what, share, words in HELD:
             key = f"{program}_{what}"
-            before, after = (quantile([row[key] for row in window], share) for window in (early, late))
-            slack = SHORT_GROWTH_KB if what == "rss" and total < 10 * FIRST_HOUR else GROWTH * before
-            if key == "agent_rss":
-                slack = max(slack, AGENT_GRAIN_KB)
-                slack += HISTORY_IN_MEMORY * max(0, late[-1]["history"] - early[-1]["history"]) / 1024
-            judged = not (program == "agent" and os.path.exists(f"{name}/agent-is-replaced"))
+            before, after = (quantile([row[key] for row in part], share) for part in (early, late))
+            slack = slack_of(key, before, early, late)
             print(f"  {program:8} {words:12} {before:8.0f} -> {after:8.0f}  {(after / before - 1):+.2%}"
-                  + (f"  at most {before + slack:.0f}" if judged else "  (replaced meanwhile)"))
-            if judged and after - before > slack:
+                  + (f"  at most {before + slack:.0f}" if is_judged else "  (replaced meanwhile)"))
+            if is_judged and after - before > slack:
                 faults.append(f"{name}: {program}: {words} grew from {before:.0f} to {after:.0f}")
-    hours = (rows[-1]["seconds"] - rows[0]["seconds"]) * rate / 3600
+
+
+def judge_logs(name, rows, hours, faults):
     for log in ("service_log", "agent_log"):
         grown = (rows[-1][log] - rows[0][log]) / hours
         print(f"  {log.replace('_', ' '):21} {grown / 1000:8.0f} kB an hour")
@@ -71,7 +79,6 @@ def judge(name, rows, rate, faults):
             faults.append(f"{name}: the {log.replace('_', ' ')} grows by {grown:.0f} bytes an hour")
     if max(row["history"] for row in rows) > HISTORY_BYTES:
         faults.append(f"{name}: the history is longer than {HISTORY_BYTES} bytes")
-    return total, hours
 
 
 def write_curves(file, rows):
@@ -97,9 +104,11 @@ def main():
     with open("curves", "w") as curves:
         for name in sorted(glob.glob("life-*")):
             rows = read(f"{name}/samples.csv")
+            lived = (rows[-1]["seconds"] - rows[0]["seconds"]) * rate / 3600
             print(f"{name}: {rows[-1]['exchanges']:.0f} exchanges")
-            total, lived = judge(name, rows, rate, faults)
-            exchanges, hours = exchanges + total, hours + lived
+            judge_held(name, rows, faults)
+            judge_logs(name, rows, lived, faults)
+            exchanges, hours = exchanges + rows[-1]["exchanges"], hours + lived
             write_curves(curves, rows)
     print(f"{exchanges:.0f} exchanges in {hours:.0f} hours of life ({hours / 24 / 7:.1f} weeks)")
     for fault in faults:
