@@ -71,6 +71,12 @@ front_end() {
     "$binaries/pipe-client" --dir "$work/service" --timeout 20 "$@" >"$work/front-end.out" 2>&1
 }
 
+# finds WORDS: whether that is how the look at the network ends.
+finds() {
+    front_end start check || true
+    grep --fixed-strings "$1" "$work/front-end.out"
+}
+
 # requested PATH [TIMES]: whether the portal has answered it so often.
 requested() {
     [ "$(grep -c " $1  ok" "$work/portal.out")" -ge "${2:-1}" ]
