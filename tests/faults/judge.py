@@ -1,6 +1,7 @@
 """Lets chosen system calls of a program fail. The kernel asks here about every call that touches the program's folder
 or the resolver file, so those that the C library and the loader make on their own count as well. Commands that the
 program starts are let through. Knows the numbers of x86-64 Linux."""
+import contextlib
 import ctypes
 import errno
 import fcntl
@@ -56,6 +57,8 @@ SET_MODE_FILTER, NEW_LISTENER, CONTINUE = 1, 8, 1
 RECEIVE, SEND = 0xC0502100, 0xC0182101  # ioctls of the listener
 QUESTION = "QIIiIQ6Q"  # identity, thread, flags, call, architecture, address, arguments
 ANSWER = "QqiI"  # identity, value, error, flags
+WATCHED = "Seccomp:\t2"  # of a process about whose calls the kernel asks
+COMMAND_SECONDS = 30  # for a command that outlives the program; they take milliseconds
 libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -123,6 +126,17 @@ class Judge:
     def pardon(self):
         """Nothing fails any more."""
         self.range, self.kill_at = range(0), 0
+
+    def end(self):
+        """Once the program has ended, with all that it started. A signal that comes while the kernel asks about a
+        `close` has a shell go on without it: some then read from a pipe that they hold themselves."""
+        self.thread.join(COMMAND_SECONDS)
+        for process in filter(str.isdigit, os.listdir("/proc")) if self.thread.is_alive() else ():
+            with contextlib.suppress(OSError):  # it may end by itself
+                with open("/proc/%s/status" % process) as status:
+                    if WATCHED in status.read():
+                        os.kill(int(process), signal.SIGKILL)
+        self.thread.join()
 
     def answer_to_the_end(self):
         watcher = select.poll()

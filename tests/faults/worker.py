@@ -179,7 +179,7 @@ class Session:
         if faulty and "descriptors" in job:
             limits.append((resource.setrlimit, (resource.RLIMIT_NOFILE, (job["descriptors"], 1024))))
         if self.service:
-            self.service.thread.join()  # or the new process would begin with the old one's listener
+            self.service.end()  # or the new process would begin with the old one's listener
         keys = ("name", "first", "count", "choice", "kill_at") if faulty else ()
         self.service = Judge([os.path.abspath(BINARIES + "/QuorvaneSvr")], self.place.folder, environment,
                              self.output.fileno(), limits=limits, **{key: job[key] for key in keys if key in job})
@@ -251,7 +251,7 @@ class Session:
 
     def close(self):
         self.kill()
-        self.service.thread.join()
+        self.service.end()
         self.portal.kill()
         self.portal.wait()
         self.place.remove()
