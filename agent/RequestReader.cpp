@@ -29,7 +29,7 @@ constexpr char kPasswordElement[] = "password";
 
 constexpr char kTooLong[] = "this is more than the service takes in one message";
 
-// The parsed line.
+// The document of a line; with anything but white space behind it the line is none.
 class ParsedLine {
   public:
     explicit ParsedLine(std::string_view line) {
