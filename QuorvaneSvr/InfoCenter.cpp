@@ -16,6 +16,16 @@ namespace {
 constexpr char kSettingsFile[] = "/conf/conf.xml";
 constexpr char kDefaultSettings[] = QUORVANE_DEFAULT_SETTINGS;  // where the installation keeps them
 
+// Portals name function settings as they like, and other ones each time may not fill the memory of a service
+// that runs for months. The service's own values are few, and those that it reads are set at the start.
+constexpr size_t kMostValues = 320;
+
+void KeepFirst(std::map<CAutoString, CAutoString>& values, const char* key, const char* value) {
+    if (values.size() < kMostValues) {
+        values.emplace(key, value);
+    }
+}
+
 CAutoString SettingsPath() {
     char folder[PATH_MAX];
     (void)CSimpleFile::GetModulePath(folder, sizeof(folder));  // always 1
@@ -91,7 +101,7 @@ void CInfoCenter::SyncLocalValue() {
 
 void CInfoCenter::SetValue(const char* key, const char* value) {
     CLockGuard<GLockObj> guard(m_dataMapLock, RWLock::kExclusive);
-    m_dataMap.emplace(key, value);
+    KeepFirst(m_dataMap, key, value);
 }
 
 CAutoString CInfoCenter::GetValue(const char* key) {
@@ -104,7 +114,7 @@ void CInfoCenter::SetGlobalValue(const char* key, const char* value) {
     SetValue(key, value);
     {
         CLockGuard<GLockObj> guard(m_globalDataMapLock, RWLock::kExclusive);
-        m_globalDataMap.emplace(key, value);
+        KeepFirst(m_globalDataMap, key, value);
     }
     Announce(key, value);
 }

@@ -40,7 +40,8 @@ class CInfoCenter {
     // login.
     void SyncLocalValue();
 
-    // Values of this run. A key keeps the value that it was given first. Unknown keys read as empty.
+    // Values of this run. A key keeps the value that it was given first; of more than 320 keys the later ones
+    // are not kept. Unknown keys read as empty.
     void SetValue(const char* key, const char* value);
     CAutoString GetValue(const char* key);
     // SetValue, and the same for the values that are announced to front ends.

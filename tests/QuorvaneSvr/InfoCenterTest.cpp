@@ -62,7 +62,10 @@ TEST_F(InfoCenter, ValuesOfThisRunKeepTheFirstAndSettingsAreSavedAtOnce) {
     CInfoCenter* store = CInfoCenter::GetInst();
     store->SetValue("k", "a");
     store->SetGlobalValue("k", "c");
-    EXPECT_EQ("a", store->GetValue("k"));
+    for (int i = 0; i < 1000; ++i) {
+        store->SetGlobalValue(std::to_string(i).c_str(), "a portal may name what it likes");
+    }
+    EXPECT_EQ("a", store->GetValue("k") + store->GetValue("999"));
     EXPECT_EQ("old", store->GetLocalValue("ticket"));
     EXPECT_TRUE(store->SetLocalValue("ticket", "<&>"));
     EXPECT_EQ("<&>1.0", OnDisk("ticket") + OnDisk("version"));

@@ -23,7 +23,6 @@ static void Read(const CAutoString& document) {
     for (const std::string& message : host.messages) {
         Require(CXMLOpt(("<P>" + message + "</P>").c_str()).IsWellFormed());
     }
-    CInfoCenter::Release();  // it keeps every name that it is told
 }
 
 void Try(std::string_view input) {
