@@ -1,6 +1,8 @@
 #include "HttpData.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "HttpStatus.h"
 #include "TextUtil.h"
@@ -16,6 +18,8 @@ constexpr char kHeadOpen[] = "<head>";
 constexpr char kHeadClose[] = "</head>";
 constexpr char kScriptLocation[] = "location.href=\"";
 constexpr char kScriptEnd[] = "\"</script>";
+
+constexpr unsigned char kDelete = 0x7f;
 
 template <size_t size>
 constexpr int Length(const char (&)[size]) {
@@ -108,6 +112,12 @@ CAutoString CHttpData::GetHeadAttri(CAutoString name) const {
         return {};
     }
     return rest.Mid(colon + 1, lineEnd - colon - 1).Trim();
+}
+
+bool CHttpData::IsHeaderValue(const CAutoString& value) {
+    const std::string_view bytes = value.GetBuffer();
+    return std::none_of(bytes.begin(), bytes.end(),
+                        [](unsigned char byte) { return (byte < ' ' && byte != '\t') || byte == kDelete; });
 }
 
 CAutoString CHttpData::GetRedirectAddress() const {

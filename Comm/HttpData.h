@@ -38,6 +38,9 @@ class CHttpData {
     // The value of one header of the answer without the white space around it, or an empty text. `name` is
     // matched by case and wherever it stands in the head, with or without its colon.
     CAutoString GetHeadAttri(CAutoString name) const;
+    // Whether `value` can be sent on in a header: a bare line feed would begin one of its own, and servers
+    // refuse a request for any other control byte.
+    static bool IsHeaderValue(const CAutoString& value);
 
     // Where the answer to a probe sends the browser: the location header of a 302 or 303, the meta refresh
     // or the script of a 200 page. All in lower case; empty when there is no absolute http or https address,

@@ -40,7 +40,8 @@ bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCoun
     bool complete = true;
     for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
         school[i] = answer.GetHeadAttri(kSchoolHeaders[i].name);
-        complete = complete && !school[i].IsEmpty() && school[i].GetLength() <= kLongestSchoolText;
+        complete = complete && !school[i].IsEmpty() && school[i].GetLength() <= kLongestSchoolText &&
+                   CHttpData::IsHeaderValue(school[i]);
     }
     return complete;
 }

@@ -72,8 +72,9 @@ struct IconvCloser {
     void operator()(void* descriptor) const { iconv_close(descriptor); }
 };
 
+// The value may come from settings that somebody has edited.
 void AppendHeader(CAutoString& head, const char* name, const char* value) {
-    if (!IsNullOrEmpty(value)) {
+    if (!IsNullOrEmpty(value) && CHttpData::IsHeaderValue(value)) {
         head = head + name + ":" + value + "\r\n";
     }
 }

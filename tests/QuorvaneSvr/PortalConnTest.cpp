@@ -112,7 +112,8 @@ TEST(Answers, ModuleThatCannotBeStoredTwiceEndsALogin) {
 }
 
 TEST(PortalDiscovery, SchoolHeadersCountOnlyTogether) {
-    for (const std::string& area : {std::string(), std::string(257, 'a')}) {
+    for (const std::string& area :
+         {std::string(), std::string(257, 'a'), std::string("a\nX: b"), std::string("\x7f")}) {
         Scenario scenario;
         scenario.area = area;
         PortalFixture portal(scenario);

@@ -99,7 +99,7 @@ TEST_F(PortalParser, ReadsTheTimesOfTheSharingCheck) {
 }
 
 TEST_F(PortalParser, HeadsNameTheSchoolOnlyWhenItIsKnown) {
-    const std::string head = parser.MakeRequestHead("agent", "id", "sum", "", nullptr, "").GetText();
+    const std::string head = parser.MakeRequestHead("agent", "id", "sum", "", nullptr, "a\nX: b").GetText();
     EXPECT_EQ(head, std::string("Connection:close\r\nUser-Agent:agent\r\nAlgo-ID:") +
                         sample::FirstVersion().algorithmId + "\r\nClient-ID:id\r\nJVN-Checksum:sum\r\n");
 }
