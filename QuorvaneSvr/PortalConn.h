@@ -176,6 +176,7 @@ class CPortalConn : public INetConn {
     CAutoString MakePulseBody();
     int TakePulse(const CHttpData& answer);
     int JudgePulseFailure(const Exchange& exchange);
+    void GiveBackServersElsewhere();
     int TakeState(const CHttpData& answer);
     int JudgeStateError(unsigned long code);
 

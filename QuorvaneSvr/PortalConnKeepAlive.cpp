@@ -97,7 +97,16 @@ int CPortalConn::CheckConnectState(int /*type*/) {
         default:
             CLog::GetInst()->WriteLog(INFO, "state http err is :%d,errCode is %d", exchange.result,
                                       static_cast<int>(exchange.code));
+            GiveBackServersElsewhere();
             return PortalResult::kNegative;
+    }
+}
+
+// In a network without our portal no log-out follows, and nobody answers at the servers' addresses. They are
+// kept in mind: they count again when the portal says that the login still stands.
+void CPortalConn::GiveBackServersElsewhere() {
+    if (m_host.IsPortalEnv() == 0) {
+        m_pushedServers.GiveBack();
     }
 }
 

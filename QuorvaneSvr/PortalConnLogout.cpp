@@ -7,11 +7,6 @@ namespace {
 
 constexpr char kTerminalData[] = "<response>";
 
-// No pulse follows: the portal ends the login, whether it hears of the log-out or not.
-bool IsOfLostLogin(const CAutoString& reason) {
-    return reason == LogoutReason::kKeepAliveFailed || reason == LogoutReason::kIntercepted;
-}
-
 }  // namespace
 
 int CPortalConn::DisConnect(const char* reason) {
@@ -34,8 +29,10 @@ int CPortalConn::DisConnect(const char* reason) {
         ForgetServers();  // they are those of a network that has been left
         return PortalResult::kNegative;
     }
-    if (exchange.result != PortalResult::kRepeat && IsOfLostLogin(reason)) {
-        ForgetServers();  // a portal that is out of reach leaves no servers behind
+    // No pulse follows this reason: the portal ends the login, whether it hears of the log-out or not. After
+    // any other one pulses go on, and with them the login and its servers.
+    if (exchange.result != PortalResult::kRepeat && CAutoString(reason) == LogoutReason::kKeepAliveFailed) {
+        ForgetServers();
     }
     return exchange.result == PortalResult::kSuccess ? FinishLogout() : JudgeLogoutFailure(exchange);
 }
@@ -48,6 +45,7 @@ int CPortalConn::JudgeLogoutFailure(const Exchange& exchange) {
             CLog::GetInst()->WriteLog(INFO, "term http err is :%d", static_cast<int>(exchange.code));
             return PortalResult::kFailure;
         case PortalResult::kIntercepted:
+            // The portal business has left the portal network by then, and this is not reached.
             NetStateChange(ES_CONNECTED, ES_DISCONNECTFAIL, StateCode::kIntercepted, "");
             return exchange.result;
         case PortalResult::kPortalError:

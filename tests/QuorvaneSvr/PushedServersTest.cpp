@@ -216,9 +216,18 @@ TEST_F(PushedServers, BelongToTheirSession) {
     EXPECT_EQ(portal.engine.CheckConnectState(1), PortalResult::kLoginEnded);
     EXPECT_EQ(Content(), kFiles[2]) << "the portal no longer knows the login";
     logIn(kFirst);
+    portal.host.portalEnv = 0;
+    portal.sim.AnswerNext(Endpoint::State, Answer::Status(302));
+    EXPECT_EQ(portal.engine.CheckConnectState(1), PortalResult::kNegative);
+    EXPECT_EQ(Content(), kFiles[2]) << "nobody answers at their addresses in another network";
+    portal.host.portalEnv = 1;
+    ASSERT_EQ(portal.engine.CheckConnectState(1), 1);
+    EXPECT_TRUE(Names(kFirst)) << "the login stands";
     portal.sim.Stop();
-    EXPECT_EQ(portal.engine.DisConnect("1"), PortalResult::kFailure);
-    EXPECT_TRUE(Names(kFirst)) << "pulses go on";
+    for (const char* reason : {"1", LogoutReason::kIntercepted}) {
+        EXPECT_EQ(portal.engine.DisConnect(reason), PortalResult::kFailure);
+        EXPECT_TRUE(Names(kFirst)) << "pulses go on";
+    }
     EXPECT_EQ(portal.engine.DisConnect(LogoutReason::kKeepAliveFailed), PortalResult::kFailure);
     EXPECT_EQ(Content(), kFiles[2]) << "the portal is out of reach";
 }
