@@ -41,7 +41,8 @@ uint64_t ToSeconds(int number) {
 constexpr int kMostRetries = std::numeric_limits<int>::max() - 1;
 
 int CodeOfPortalError(unsigned long error) {
-    const int64_t code = StateCode::kPortalErrorBase + static_cast<int64_t>(error);
+    // The engine's numbers are signed; where they have 32 bits, a missing one would become a large one.
+    const int64_t code = StateCode::kPortalErrorBase + int64_t{static_cast<int>(error)};
     return static_cast<int>(std::min<int64_t>(code, std::numeric_limits<int>::max()));
 }
 

@@ -38,6 +38,7 @@ Answer Error(int code, const std::string& subError = "") {
 
 const Answer kPage = OfKind(Answer::Kind::Page);
 const Answer kGarbage = OfKind(Answer::Kind::Garbage);
+const Answer kUntagged = {Answer::Kind::Usual, 0, "", {{"Server-Tag", ""}}};
 const Answer kLastLogin = Answer::Error(105, {{"Last-Login", "1"}});
 
 // Takes the step that sends a request to the endpoint.
@@ -57,6 +58,9 @@ TEST(Answers, MeanSomethingElseToEachStep) {
     const std::tuple<const char*, Endpoint, Answer, int, Reports> kRows[] = {
         {"other code", Endpoint::Ticket, Error(7, " 42 "), -1, {GettingReadyFailed(140007, "42")}},
         {"intercepted", Endpoint::Ticket, kRedirect, -8, {}},
+        {"intercepted by 303", Endpoint::Ticket, Answer::Status(303), -8, {}},
+        {"no Server-Tag", Endpoint::Ticket, kUntagged, -8, {}},
+        {"no Error-Code", Endpoint::Ticket, Answer::Status(204), -1, {GettingReadyFailed(139999)}},
         {"unreadable", Endpoint::Ticket, kGarbage, -7, {GettingReadyFailed(150003)}},
         {"no answer", Endpoint::Ticket, kDrop, -1, {kTicketExchangeFailed}},
         {"other code", Endpoint::Login, Error(42, "7"), -1, {kLoggingIn, LoginFailed(140042, "7")}},
