@@ -56,8 +56,17 @@ FileFault Finish(int descriptor, bool written) {
     return closed ? FileFault::kNone : FileFault::kClose;
 }
 
-// Writes the content beside the file and puts it in the file's place. It is forced to the disk before that,
-// or a power cut could leave the name to a file without content.
+// A name is on the disk when its folder is.
+bool SettleName(const std::string& path, WriteTo target) {
+    if (target != WriteTo::kDisk) {
+        return true;
+    }
+    const Descriptor folder(
+        open((path.substr(0, path.rfind('/') + 1) + ".").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return folder.IsOpen() && (fsync(folder.Get()) == 0 || errno == EINVAL);
+}
+
+// Writes the content beside the file and puts it in the file's place.
 FileFault Exchange(const std::string& path, std::string_view content, WriteTo target) {
     std::string temporary = TemporaryStart(path) + kTemporaryEnd;
     const int descriptor = mkostemp(&temporary[0], O_CLOEXEC);
@@ -68,7 +77,8 @@ FileFault Exchange(const std::string& path, std::string_view content, WriteTo ta
     CopyModeAndOwner(path.c_str(), descriptor);
     FileFault fault =
         Finish(descriptor, CFileUtil::WriteAll(descriptor, content) && Settle(descriptor, target));
-    if (fault == FileFault::kNone && rename(temporary.c_str(), path.c_str()) != 0) {
+    if (fault == FileFault::kNone &&
+        (rename(temporary.c_str(), path.c_str()) != 0 || !SettleName(path, target))) {
         fault = FileFault::kCreate;
     }
     if (fault != FileFault::kNone) {

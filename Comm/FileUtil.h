@@ -42,9 +42,10 @@ class Descriptor {
     const int m_descriptor;
 };
 
-// Where a written file has got to when the operation ends: the end of this process never harms it, a power
-// cut only while it is not on the disk.
-enum class WriteTo { kCache, kDisk };
+// Where a written file has got to when the operation ends. The end of this process harms it nowhere. A power
+// cut can leave an empty file for one in the cache (some file systems put the name first), the former or the
+// new file with kWhole, and nothing but the new one with kDisk, which takes tens of milliseconds.
+enum class WriteTo { kCache, kWhole, kDisk };
 
 // The step at which a file could not be replaced. kCreate is also that it could not be put in its place.
 enum class FileFault { kNone, kCreate, kWrite, kClose };

@@ -80,7 +80,7 @@ CAutoString CInfoCenter::GetLocalValue(const char* key) {
 
 bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
     CLockGuard<GLockObj> guard(m_xmlLock);
-    const WriteTo target = IsNewClientId(key, value) ? WriteTo::kDisk : WriteTo::kCache;
+    const WriteTo target = TargetOf(key, value);
     if (!m_xmlOpt.SetValue(key, value)) {
         return false;
     }
@@ -89,9 +89,13 @@ bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
 }
 
 // Without its id this installation is another client to the portal. The same one, which each start saves
-// again, does not let the start wait for the disk.
-bool CInfoCenter::IsNewClientId(const char* key, const char* value) {
-    return strcmp(key, SettingsKey::kClientId) == 0 && m_xmlOpt.GetValue(key) != value;
+// again behind the process id, need not be on the disk a second time, but what it was saved in is gone: the
+// file that takes its place must be whole.
+WriteTo CInfoCenter::TargetOf(const char* key, const char* value) {
+    if (strcmp(key, SettingsKey::kClientId) != 0) {
+        return WriteTo::kCache;
+    }
+    return m_xmlOpt.GetValue(key) == value ? WriteTo::kWhole : WriteTo::kDisk;
 }
 
 void CInfoCenter::SyncLocalValue() {

@@ -15,8 +15,8 @@
 //
 // Only what later starts and logins cannot do without is forced to the disk: a login saves dozens of
 // settings, and waiting for the disk each time would cost it more than all its exchanges with the portal. A
-// power cut may therefore cost what was saved since the last login, and on some file systems leaves a broken
-// file.
+// power cut may therefore cost what was saved since the last login, and within a login some file systems
+// leave a broken file.
 class CInfoCenter {
   public:
     virtual ~CInfoCenter() = default;
@@ -34,7 +34,8 @@ class CInfoCenter {
     // Values of the settings file. A key with dots names nested elements; a missing one reads as empty.
     CAutoString GetLocalValue(const char* key);
     // Saves the file at once, also for a value that it has. Returns whether the value could be set; a failing
-    // save is not told. A new "clientId" is on the disk when the call returns, and all that was set before.
+    // save is not told. A new "clientId" is on the disk when the call returns, and all that was set before;
+    // with the same one a power cut leaves a whole file from then on.
     bool SetLocalValue(const char* key, const char* value);
     // Saves the file once more, and waits until all that was set before is on the disk: for the end of a
     // login.
@@ -56,7 +57,7 @@ class CInfoCenter {
     virtual void InitOpcodeFun() {}
 
   private:
-    bool IsNewClientId(const char* key, const char* value);
+    WriteTo TargetOf(const char* key, const char* value);
     void LoadOrMendLocalValue(const char* path);
     void Announce(const CAutoString& key, const CAutoString& value);
 

@@ -1,9 +1,7 @@
 #include "ResolverRecord.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 
@@ -37,16 +35,6 @@ bool TakeText(std::string_view& rest, std::string& text) {
     return true;
 }
 
-// A file is on the disk for good when its folder is, too.
-bool SyncWorkingFolder() {
-    const int folder = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder < 0) {
-        return false;
-    }
-    const bool synced = fsync(folder) == 0 || errno == EINVAL;  // some file systems have no such thing
-    return close(folder) == 0 && synced;
-}
-
 }  // namespace
 
 bool ResolverRecord::Save() const {
@@ -54,7 +42,7 @@ bool ResolverRecord::Save() const {
     for (const auto text : kTexts) {
         content += std::to_string((this->*text).size()) + ":" + this->*text + ",";
     }
-    return CFileUtil::ReplaceFile(kRecordFile, content, WriteTo::kDisk) && SyncWorkingFolder();
+    return CFileUtil::ReplaceFile(kRecordFile, content, WriteTo::kDisk);
 }
 
 std::optional<ResolverRecord> ResolverRecord::Load() {
