@@ -68,10 +68,11 @@ bool CWiFiSharedValidate::FindProcess() {
 }
 
 // A shell that cannot be started finds nothing, but a ps that fails does: it prints no header line, and only
-// the header alone means that the process does not run.
+// the header alone means that the process does not run. It fails for white space around a name, which portals
+// write and which is none of the name's.
 // Held by WiFiSharedValidate.MachineWithoutPsCountsAsSharing.
 bool CWiFiSharedValidate::IsProcessRunning(const char* name) {
-    const CAutoString command = "ps -C " + CommFunc::ShellQuote(name) + " | wc -l 2>&1";
+    const CAutoString command = "ps -C " + CommFunc::ShellQuote(CAutoString(name).Trim()) + " | wc -l 2>&1";
     CommandOwner pipe(popen(command, "re"));
     if (pipe == nullptr) {
         return false;

@@ -51,6 +51,7 @@ TEST_F(WiFiSharedValidate, FindsARunningProgramByWhateverName) {
     }
     const RunningProgram markup("a<b&c");
     EXPECT_EQ(Finds(Process("a&lt;b&amp;c", "shown")), "shown");
+    EXPECT_EQ(Finds(Process("never-started ", "no") + Process(" \ta&lt;b&amp;c\n", "shown")), "shown");
     for (const char* name : {"x\ntouch injected", "'; touch injected; '"}) {
         EXPECT_EQ(Finds(Process(std::string(5000, 'x') + name, "shown")), "");
     }
