@@ -73,11 +73,12 @@ bool HasWorkingFolder() {
 
 // The process id is never removed: what counts is whether a process of that id can be signalled. One of
 // another user, which must not be signalled, does not stop a start; a foreign process that has got the id of
-// an earlier run does. The stored text ends in a newline.
+// an earlier run does. In a container each run may get the same id, and is not another instance of itself.
+// The stored text ends in a newline.
 bool StartSingle() {
     CInfoCenter* settings = CInfoCenter::GetInst();
     const CAutoString previous = settings->GetLocalValue(SettingsKey::kProcessId);
-    if (!previous.IsEmpty() && kill(atoi(previous), 0) != -1) {
+    if (!previous.IsEmpty() && atoi(previous) != getpid() && kill(atoi(previous), 0) != -1) {
         return false;
     }
     CAutoString own;
