@@ -1,5 +1,6 @@
 #include "QuorvaneSvr.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -59,6 +60,16 @@ bool AnswersOption(int argc, char** argv) {
         }
     }
     return false;
+}
+
+void FillStandardStreams() {
+    int opened = 0;
+    do {
+        opened = open("/dev/null", O_RDWR);
+    } while (opened >= 0 && opened <= STDERR_FILENO);
+    if (opened > STDERR_FILENO) {
+        (void)close(opened);
+    }
 }
 
 bool HasWorkingFolder() {

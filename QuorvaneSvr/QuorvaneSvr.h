@@ -10,6 +10,9 @@ constexpr int kAlreadyRunning = -1;  // exit status when another instance runs; 
 // Prints the usage or the version when that is all that was asked for. Returns whether it was. Any other
 // single argument has no effect.
 bool AnswersOption(int argc, char** argv);
+// Gives the standard streams that the starter has closed a place where nothing arrives. A FIFO would take it,
+// and what is printed would reach the front end in the middle of its messages.
+void FillStandardStreams();
 // Everything of the service lies in the working folder. False, told on standard error, when that has been
 // removed or cannot be named: what is written would land in the root folder.
 bool HasWorkingFolder();

@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
     if (AnswersOption(argc, argv)) {
         return EXIT_SUCCESS;
     }
+    FillStandardStreams();
     if (!HasWorkingFolder()) {
         return EXIT_FAILURE;
     }
