@@ -93,9 +93,9 @@ void CLog::WriteLine(const char* message, size_t length) {
         ++m_leftOut;
         return;
     }
-    if (hasGap) {
+    if (const int leftOut = m_leftOut.exchange(0); leftOut > 0) {
         char note[kGapNoteSize];
-        const int noted = snprintf(note, sizeof(note), kGapNote, m_leftOut.exchange(0));
+        const int noted = snprintf(note, sizeof(note), kGapNote, leftOut);
         PutLine(note, static_cast<size_t>(noted));
     }
     PutLine(message, length);
