@@ -4,6 +4,13 @@
 
 #include "TemporaryFolder.h"
 
+TEST(Log, FolderThatCannotBeMadeLeavesItInTheWorkingFolder) {
+    TemporaryFolder folder;
+    folder.Write("file", "");
+    EXPECT_EQ(0, CLog().Create("file/Log/", "Info.log", ""));
+    EXPECT_TRUE(folder.Has("Info.log"));
+}
+
 TEST(Log, GrowsNoFasterThanItMayAndSaysWhatIsLeftOut) {
     TemporaryFolder folder;
     CLog log;

@@ -139,10 +139,12 @@ TEST_P(PipeService, AnEngineWaitsForAsLongAsTheMachineRefusesThreads) {
     ASSERT_TRUE(m_callback.received.Await(1));
     m_service.StopMsgEngine();
     ASSERT_TRUE(WaitUntil([&] { return m_service.Threads() == 0; }));
+    m_service.AddMessage("kept");
     const RefusedThreads refused([&] { return m_service.Threads() == 1; });
     m_service.StartMsgEngine();
     FrontEndWrites("two" + kNul);
-    EXPECT_TRUE(m_callback.received.Await(2));
+    ASSERT_TRUE(m_callback.received.Await(3));
+    EXPECT_EQ(m_callback.received.All(), (Texts{"one", "kept", "two"}));
 }
 
 TEST_P(PipeService, AFloodHasToWaitForItsHandler) {

@@ -65,6 +65,7 @@ TEST(TableTimer, EntriesOfOneSecondFireLastArmedFirst) {
     ASSERT_TRUE(timer.AwaitFired(3));
     EXPECT_THAT(timer.fired.All(), ElementsAre("4:", "2:", "1:"));
     EXPECT_TRUE(timer.IsExistTask(5));
+    EXPECT_TRUE(timer.Stop() && !timer.IsExistTask(5));
 }
 
 TEST(TableTimer, ReplacesAnArmedEntryOnlyWhenTold) {

@@ -28,4 +28,7 @@ TEST(Uuid, ProcessesThatStartTogetherMakeDifferentOnes) {
 TEST(Uuid, TextShowsEveryField) {
     const _uuid_t uuid = {0x01234567, 0x89ab, 0x1cde, {0x78, 0x56, 0x34, 0x12, 0xbc, 0x9a, 0xf0, 0x8e}};
     EXPECT_STREQ(uuid_to_string(&uuid), "01234567-89ab-1cde-8ef0-9abc12345678");
+    const std::string one = uuid_create_string();
+    EXPECT_NE(one, uuid_create_string()) << "in the same moment";
+    EXPECT_TRUE(is_uuid_string(one.c_str()) && !is_uuid_string(("g" + one.substr(1)).c_str()));
 }

@@ -24,7 +24,11 @@ TEST(TrafficStatistics, OnlyACompleteSessionIsReported) {
 
 TEST(TrafficReport, KilobytesHaveThreeDecimalsAndSixDigits) {
     const std::pair<int64_t, std::string> rows[] = {
-        {2, "0.001"}, {1536, "1.5"}, {1264214, "1234.58"}, {-1024, "1.80144e+16"}};
+        {2, "0.001"},
+        {1536, "1.5"},
+        {1264214, "1234.58"},
+        {-1024, "1.80144e+16"},
+        {1023915, "999.917"}};  // double precision would give 999.916
     for (const auto& [bytes, text] : rows) {
         std::string token;
         CTrafficStatistics::BuildToken("u\"@x", "", 2, "i", "", "s", "e",

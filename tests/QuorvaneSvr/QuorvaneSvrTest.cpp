@@ -42,6 +42,7 @@ TEST_F(QuorvaneSvrTest, EndsBeforeAnythingElse) {
         ServiceProcess service(arguments);
         EXPECT_EQ(status, service.WaitForExit());
         EXPECT_THAT(service.Output(), StartsWith(output));
+        EXPECT_EQ(service.Output().empty(), *output == '\0');
         EXPECT_FALSE(m_folder.Has("Log"));
         EXPECT_EQ(settings, m_folder.Read("conf/conf.xml"));
     }
