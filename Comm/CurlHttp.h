@@ -23,9 +23,10 @@ class CCurlHttp {
     };
 
     // Blocks until the exchange described by `data` ends, fails or runs out of time. An answer that the
-    // record still holds and frees by itself is freed first; the new one is stored only with kDone, otherwise
-    // both texts stay empty. An answer with a body beyond the record's bound, or with an endless head, counts
-    // as a failed transfer. Certificates are not checked. szUrl is only read.
+    // record still holds and frees by itself is freed first, unless there is no address; the new one is
+    // stored only with kDone, otherwise both texts stay empty. An answer with a body beyond the record's
+    // bound, or with an endless head, counts as a failed transfer. Certificates are not checked. szUrl is
+    // only read.
     int Perform(CHttpData* data);
 
     // The steps of Perform.

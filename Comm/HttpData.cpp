@@ -130,6 +130,6 @@ CAutoString CHttpData::GetRedirectAddress() const {
     } else if (retCode == kStatusOk) {
         address = AddressInPage(CAutoString(RespData()).MakeLower());
     }
-    const bool isAbsolute = address.Find("http://") >= 0 || address.Find("https://") >= 0;
-    return isAbsolute && address.Trim().GetLength() <= kLongestAddress ? address : CAutoString();
+    const bool namesScheme = address.Find("http://") >= 0 || address.Find("https://") >= 0;
+    return namesScheme && address.Trim().GetLength() <= kLongestAddress ? address : CAutoString();
 }

@@ -43,8 +43,8 @@ class CHttpData {
     static bool IsHeaderValue(const CAutoString& value);
 
     // Where the answer to a probe sends the browser: the location header of a 302 or 303, the meta refresh
-    // or the script of a 200 page. All in lower case; empty when there is no absolute http or https address,
-    // or one beyond kLongestAddress.
+    // or the script of a 200 page. All in lower case; empty when it names neither "http://" nor "https://"
+    // anywhere, in its query for one, or is beyond kLongestAddress.
     CAutoString GetRedirectAddress() const;
 
     // The request.

@@ -12,7 +12,7 @@
 class CHttpHelper {
   public:
     // Reads the query of an "http://" address: 1. 0 when the address is another one (an "https://" one among
-    // them) or its query has a "&" but no "=" left in front of the last piece; pairs read up to there stay.
+    // them) or a "&" is reached with no "=" in what has not been read yet; pairs read up to there stay.
     // Adds to what earlier addresses brought, and writes over it where a name comes again. Of names there are
     // at most kMostNames; further ones are passed over.
     int SetAddress(CAutoString address);

@@ -85,7 +85,7 @@ class CMarkup {
     void ResetPos();
     void ResetChildPos() { m_iPosChild = 0; }
     // Moves the main position to the next sibling of that name, at document level to the root. Null matches
-    // any name, the empty text none. Nothing moves when the result is false.
+    // any name, the empty text none. The main position does not move when the result is false.
     bool FindElem(const char* name = nullptr);
     // The same for the child position among the children of the main position, which becomes the root first
     // if there is none.
@@ -106,7 +106,7 @@ class CMarkup {
     CAutoString GetSubDoc() const { return ElemSubDoc(m_iPos); }
     CAutoString GetChildSubDoc() const { return ElemSubDoc(m_iPosChild); }
 
-    // The following return false, and change nothing, when `name` is no element name or the place is missing.
+    // The following return false, and add nothing, when `name` is no element name or the place is missing.
     // `flags` are MarkupNodeFlags. The Child operations take the root as main position if there is none.
     //
     // Behind the main position; without one, at the end of the current level. A second root is taken as well

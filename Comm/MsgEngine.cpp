@@ -3,13 +3,13 @@
 #include <pthread.h>
 
 #include "RelaxedAccess.h"
+#include "SimpleThread.h"
 #include "comm.h"
 #include "guard.h"
 
 namespace {
 
 constexpr unsigned int kEndPollMs = 1;  // the thread leaves within microseconds unless it handles a message
-constexpr unsigned int kRefusedRestMs = 1000;  // a machine that has no thread left needs a while
 
 }  // namespace
 
@@ -29,7 +29,7 @@ void CMsgEngine::StartMsgEngine() {
     CountThread(1);
     pthread_t threadId = 0;
     while (pthread_create(&threadId, nullptr, DealMessageThread, this) != 0) {
-        Sleep(kRefusedRestMs);
+        Sleep(CSimpleThread::kRefusedRestMs);
         if (!ReadRelaxed(m_Running)) {
             CountThread(-1);
             return;

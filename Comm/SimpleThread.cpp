@@ -9,7 +9,6 @@ namespace {
 
 constexpr long kNanosecondsPerMillisecond = 1000000;
 constexpr long kNanosecondsPerSecond = 1000000000;
-constexpr unsigned int kRefusedRestMs = 1000;  // a machine that has no thread left needs a while
 
 }  // namespace
 

@@ -11,6 +11,9 @@ class CSimpleThread {
   public:
     using ThreadStart = void* (*)(void*);
 
+    // Between two tries to start a thread: a machine that has none left needs a while.
+    static constexpr unsigned int kRefusedRestMs = 1000;
+
     // Sets `*runFlag` (not owned, may be null) and starts `start(argument)`. False when that fails or when
     // the previous thread still runs; a thread that was only asked to end then goes on, for its flag is set
     // again.

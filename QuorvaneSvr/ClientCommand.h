@@ -11,7 +11,7 @@
 // whomever it is for, and calls the portal business directly, so that the password is in no message and no
 // log.
 //
-// Start-up creates it and sets the credentials; from Start on everything happens on its own message thread.
+// Start-up creates it, sets the credentials and starts it; what follows happens on its own message thread.
 class CClientCommand : public CBusiness, public CMsgEngine {
   public:
     // Created on first use, by the main thread; never destroyed.
@@ -20,7 +20,7 @@ class CClientCommand : public CBusiness, public CMsgEngine {
     static bool IsStarted() { return m_bStarted; }
 
     void SetUserInfo(CAutoString account, CAutoString password);
-    // Starts the message thread and the portal business. Returns at once.
+    // Starts the message thread and, on the calling one, the portal business. Returns at once.
     void Start();
 
     void DoMessage(CAutoString text) override;

@@ -15,9 +15,10 @@ class IPortalHost {
     // there is none.
     virtual int GetIpAndMac(CAutoString& ip4, CAutoString& ip6, CAutoString& mac, int& family) = 0;
     virtual BOOL IsPortalEnv() = 0;
-    // The network answers without a portal and this service did not log in.
+    // The network answers, but not with a portal's answer: what the portal told of it counts no longer.
     virtual void ChangeToUnknowEnv() = 0;
-    // Starts a log-out with `reason`; returns at once.
+    // Starts a log-out with `reason` where the portal asks for statistics, otherwise nothing; returns at
+    // once.
     virtual void DisConnect(CAutoString reason) = 0;
     // Writes the DNS servers; the arguments then hold the ones written over. 0, or an errno.
     virtual int SetDNS(CAutoString& dns1, CAutoString& dns2) = 0;

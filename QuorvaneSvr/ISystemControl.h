@@ -8,10 +8,11 @@ class ISystemControl {
   public:
     // 0 when the machine does not forward IP packets, another value when it does or when that is unknown.
     virtual int NetworkEnableIpForwarding() = 0;
-    // Bytes that the interface of the default route has sent and received since it came up. 0, or -1 when the
+    // Bytes that the interface of the default route has sent and received since it exists. 0, or -1 when the
     // command could not be run. Without a default route the values are those of the call before.
     virtual int NetworkTrafficStatistics(unsigned long& transmitted, unsigned long& received) = 0;
-    // Who reads the lines of the commands to come; its parameter is this object.
+    // Not used by the service. Who reads the lines of the commands to come; its parameter is this object. The
+    // commands above set a reader of their own.
     virtual void SetSystemControlLogger(SYSTEMCONTROLLOG callback) = 0;
     virtual SYSTEMCONTROLLOG GetLogRoutine() = 0;
     // Destroys the object.

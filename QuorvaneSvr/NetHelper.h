@@ -22,9 +22,7 @@ class CNetHelper {
     // What SetDNSServers makes of a file that holds `text`. The arguments then hold the replaced servers.
     std::string Rewrite(const std::string& text, CAutoString& dns1, CAutoString& dns2);
 
-    // The servers of the resolver file in the order of its lines; none when it cannot be read.
-    CStringArray GetDNSServers();
-    // The same of a file that holds `text`.
+    // The servers of a resolver file that holds `text`, in the order of its lines.
     static CStringArray ServersIn(const std::string& text);
     // The text without the lines of those servers.
     static std::string WithoutServers(const std::string& text, const CStringArray& servers);
@@ -56,6 +54,10 @@ class CNetHelper {
     bool IsValidIpv6Char(const char* address);
     // Whether the colons are as many as eight groups have between them, or fewer around a "::".
     bool IsValidNumColon(const char* address);
+
+    // Not used by the service.
+    // ServersIn of the resolver file; none when it cannot be read.
+    CStringArray GetDNSServers();
 
   private:
     // The resolver file while it is rewritten.

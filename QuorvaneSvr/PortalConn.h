@@ -182,17 +182,12 @@ class CPortalConn : public INetConn {
 
     IPortalHost& m_host;
     CPortalParser m_portalParse;
-    int m_ConnnectType = 0;
-    BOOL m_bSetAuthConf = 0;
     RWLock m_stateLock;         // one state check at a time; not the lock of m_eState, which has none
     RWLock m_requestTicketTry;  // one ticket request at a time
     CAutoString m_redirectUrl;
     CAutoString m_redirectUrlIpv6;
-    CAutoString m_lastRedirectUrl;
     CAutoString m_configXML;
     CPushedServers m_pushedServers;
-    UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
-    UINT m_lastOffline = 0;
     int m_keepRetry = 0;     // failed pulses still tolerated; below 0 all of them are
     int m_replacements = 0;  // of the algorithm module, in a row
     CAutoString m_DisasterUrl;
@@ -203,7 +198,13 @@ class CPortalConn : public INetConn {
     CAuthConfig* m_pPortalConf = nullptr;
 
     // Not used by the service.
-    // Further parts of a connection's state, for extensions of this class.
+    // Further parts of a connection's state, for extensions of this class: the first five are written, and
+    // read by WaitForRestartConnect at most.
+    int m_ConnnectType = 0;
+    BOOL m_bSetAuthConf = 0;  // a configuration has been read
+    CAutoString m_lastRedirectUrl;
+    UINT m_nConnectStartTime = 0;  // this and m_lastOffline: seconds of processor time of the process
+    UINT m_lastOffline = 0;
     CAutoString m_strAgainstPassword;  // of the sharing check
     UINT m_nCurrentTime = 0;           // seconds
     BOOL m_m_bPortalEnv = 0;           // a portal was seen

@@ -20,8 +20,7 @@ namespace {
 constexpr char kLastLoginHeader[] = "Last-Login";
 constexpr char kLoginErrorType[] = "ConnError";
 
-// "Please log in to the broadband with your mobile number" in GBK like everything that the
-// portal sends.
+// "Please log in to the broadband with your mobile number" in GBK, as the log is read.
 constexpr char kUseTelephoneNumber[] =
     "\xc7\xeb\xca\xb9\xd3\xc3\xca\xd6\xbb\xfa\xba\xc5\xc2\xeb\xd7\xf7\xce\xaa\xbf\xed\xb4\xf8\xb5\xc7\xc2\xbc"
     "\xd5\xcb\xba\xc5";

@@ -18,11 +18,12 @@
 
 class CPortalConn;
 
-// The business "Portal". Its client operations (message thread, or the console client's thread) only queue
-// tasks and arm timers, besides the first Start, which makes the protocol engine and starts the threads; the
-// work thread takes the tasks one by one and drives the engine, and names the next step. The timer thread
-// turns due entries into tasks. Run flags and m_bPortalEnv are plain fields, written and read without a lock
-// (RelaxedAccess.h): a reader that sees a value one round late does no harm.
+// The business "Portal". Its client operations (message thread; of the console client Start on the main
+// thread and the others on its own) only queue tasks and arm timers, besides the first Start, which makes the
+// protocol engine and starts the threads; the work thread takes the tasks one by one and drives the engine,
+// and names the next step. The timer thread turns due entries into tasks. Run flags and m_bPortalEnv are
+// plain fields, written and read without a lock (RelaxedAccess.h): a reader that sees a value one round late
+// does no harm.
 class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost {
   public:
     CPortalServer();
@@ -149,7 +150,8 @@ class CPortalServer : public CBusiness, private CTableTimer, public IPortalHost 
 
     CInfoCenter* m_pInfoCenter = nullptr;
     // The protocol engine, owned. Made by the first Start before the work thread exists, deleted at the end
-    // after the message thread and the work thread have gone: hence without a lock.
+    // after the message thread and the work thread have gone: hence without a lock. What the console client
+    // calls on its thread does not touch it.
     CPortalConn* m_pPortalConn = nullptr;
     bool m_bCheckUnknowNetState = false;  // run flag of the thread below, which clears it once it is done
     CSimpleThread m_threadUnknowCheck;

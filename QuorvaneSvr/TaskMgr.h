@@ -58,8 +58,8 @@ class TaskList {
 // same step may wait in it any number of times, and any number of steps. Any thread adds and removes; one
 // thread, the work thread, takes.
 //
-// m_taskLock excludes nobody: AddTask takes it shared and the others only name it. Taken exclusively, it
-// would hold up the message thread and the timer. What keeps the tasks whole is the list's own mutex.
+// m_taskLock excludes nobody: AddTask takes it shared and the others only name it. The list's own mutex keeps
+// the tasks whole.
 class CTaskMgr {
   public:
     // Queues a copy of `task`.
