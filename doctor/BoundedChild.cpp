@@ -11,12 +11,14 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "ZsmHelper.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr rlim_t kLargestFile = 128 * 1024 * 1024;  // twice the largest module
+constexpr rlim_t kLargestFile = 2 * rlim_t{CZsmHelper::kMaxSize};  // the module is the largest it writes
 constexpr size_t kMostOutput = 1024 * 1024;
 constexpr milliseconds kSlice(50);  // between two looks whether the child has ended
 constexpr int kOutput = STDERR_FILENO + 1;

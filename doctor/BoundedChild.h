@@ -16,6 +16,6 @@ struct ChildOutcome {
 // Runs `work`, which writes its output to the given descriptor, in a child process, and returns when it is
 // done, at the latest after `limit`: then the child is killed, as is at any end whatever it left running in
 // its process group. For work that may crash, hang or talk: its other streams are /dev/null, it has no other
-// descriptors, no file that it writes becomes larger than 128 MiB, and it ends with this process. Of the
+// descriptors, no file that it writes becomes larger than 32 MiB, and it ends with this process. Of the
 // output 1 MiB is kept. A signal that is blocked and pending here ends it, too.
 ChildOutcome RunInChild(const std::function<void(int output)>& work, std::chrono::milliseconds limit);
