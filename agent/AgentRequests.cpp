@@ -11,7 +11,6 @@
 
 namespace {
 
-// The reason of a user who wants to log out.
 // Requests on the way at the same time, those of clients that left included.
 constexpr unsigned kMostUnanswered = 256;
 // Bytes of answers that wait to be read, beyond which no long answer is begun.
