@@ -2,6 +2,8 @@
 # What the stories in this folder are told with; sourced, in the namespaces that tests/machine/run has made. This
 # network is the campus: a bridge with the machines' links, and the simulated portal.
 set -euo pipefail
+# shellcheck source=tests/support/verbs.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/verbs.sh"
 
 readonly base=$1 packages=$2 work=$3 account=13800000001 password=secret gateway=192.0.2.1
 readonly tools=$work/package/usr  # what the packages hold, for use in here
@@ -14,22 +16,6 @@ fail() {
         in_machine "$name" journalctl --no-pager --lines=40 --unit='quorvane*' >&2 || true
     done
     exit 1
-}
-
-# within SECONDS WHAT COMMAND...: waits until the command succeeds.
-within() {
-    local deadline=$((SECONDS + $1)) what=$2
-    shift 2
-    until "$@" >"$work/last" 2>&1; do
-        [ "$SECONDS" -lt "$deadline" ] || fail "$what"
-        sleep 0.2
-    done
-    echo "  $what"
-}
-
-# now WHAT COMMAND...: what has to be so already.
-now() {
-    within 0 "$@"
 }
 
 not() {

@@ -2,6 +2,8 @@
 # What the stories in this folder are told with; sourced, inside scripts/sandbox. The service runs here, what it talks
 # to on the other side of the link.
 set -euo pipefail
+# shellcheck source=tests/support/verbs.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/verbs.sh"
 
 readonly binaries=$PWD/build/bin modules=$PWD/build/modules portal_address=192.0.2.1 odd_address=192.0.2.1:8000
 readonly account=13800000001 password=secret
@@ -19,24 +21,8 @@ trap end_all EXIT
 
 fail() {
     printf 'not so: %s\n' "$1" >&2
-    tail -n 15 "$work"/*.out >&2 || true
+    tail -n 15 "$work"/{last,*.out} >&2 || true
     exit 1
-}
-
-# within SECONDS WHAT COMMAND...: waits until the command succeeds.
-within() {
-    local deadline=$((SECONDS + $1)) what=$2
-    shift 2
-    until "$@" >"$work/last.out" 2>&1; do
-        [ "$SECONDS" -lt "$deadline" ] || fail "$what"
-        sleep 0.1
-    done
-    echo "  $what"
-}
-
-# now WHAT COMMAND...: what has to be so already.
-now() {
-    within 0 "$@"
 }
 
 # start NAME COMMAND...: a program, not a function, or what it runs would outlive it. Its words go to $work/NAME.out.
