@@ -72,7 +72,7 @@ std::optional<std::string> ReadPassword(const std::string& prompt) {
     if (isatty(STDIN_FILENO) == 0) {
         return ReadLine();
     }
-    fputs(prompt.c_str(), stderr);
     const SilentTerminal silence;
+    fputs(prompt.c_str(), stderr);  // not before: what is typed until then is dropped
     return ReadLine();
 }
