@@ -269,6 +269,7 @@ void AddPugixml(const std::vector<std::string>& names) {
 template <void (*Add)(const std::vector<std::string>&)>
 void BuildLarge(benchmark::State& state) {
     std::vector<std::string> names;
+    names.reserve(static_cast<size_t>(state.range(0)));
     for (int index = 0; index < state.range(0); ++index) {
         names.push_back("Setting" + std::to_string(index));
     }
