@@ -4,8 +4,9 @@
 
 Both run by a clock that is RATE times as fast, against a simulated portal that asks for a pulse as soon as the last
 one is answered. Meanwhile what happens to a machine in months happens to them every second or so, until SECONDS have
-passed, or twice the time that it took until all of it had happened once. WORK_FOLDER/samples.csv gets what both hold at each moment, WORK_FOLDER/events how often what happened and how
-long it took until the machine was online again. Ends with 1, saying why, when it does not come back.
+passed, or twice the time that it took until all of it had happened once. WORK_FOLDER/samples.csv gets what both hold
+at each moment, WORK_FOLDER/events how often what happened and how long it took until the machine was online again. Ends
+with 1, saying why, when it does not come back.
 """
 
 import csv
@@ -364,10 +365,8 @@ class Life:
 def held_by(process):
     with open(f"/proc/{process}/status") as file:
         status = dict(line.split(":", 1) for line in file)
-    with open(f"/proc/{process}/smaps_rollup") as file:
-        shares = dict(line.split(":", 1) for line in file.readlines()[1:])
-    return {"rss": int(status["VmRSS"].split()[0]), "pss": int(shares["Pss"].split()[0]),
-            "descriptors": len(os.listdir(f"/proc/{process}/fd")), "threads": int(status["Threads"])}
+    return {"rss": int(status["VmRSS"].split()[0]), "descriptors": len(os.listdir(f"/proc/{process}/fd")),
+            "threads": int(status["Threads"])}
 
 
 def main():
