@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "WeightCalculator.h"
+#include "ServerCluster.h"
 
 namespace {
 
@@ -24,6 +24,7 @@ struct Situation {
     const char* what;
     bool (*fails)(size_t server, size_t servers);
 };
+// The others are compared with the first.
 constexpr Situation kSituations[] = {
     {"all up", [](size_t, size_t) { return false; }},
     {"one fails", [](size_t server, size_t servers) { return servers > 1 && server == servers / 2; }},
@@ -64,52 +65,58 @@ std::string ListOf(size_t servers) {
     return list;
 }
 
-size_t NumberOf(const std::string& server) {
-    return std::strtoul(server.c_str() + 1, nullptr, 10);
+// What the portal was reached at; the host becomes that of the server, "sN".
+constexpr char kPage[] = "http://s/index.cgi";
+constexpr size_t kServerOffset = sizeof "http://";
+
+size_t ServerOf(const CAutoString& page) {
+    return std::strtoul(&page.GetText()[kServerOffset], nullptr, 10);
 }
 
-// Walks through the list as the service does: a server that was chosen in vain is chosen no more. Takes the
-// list of one client.
-size_t NextLivingServer(const std::string& address, HashBalance balance, const Situation& situation,
-                        size_t servers) {
-    std::string server = balance.getServer(address);
-    while (situation.fails(NumberOf(server), servers)) {
-        balance.deleteIp(server);
-        server = balance.getServer(address);
+// Moves on as the service does, from one server that fails to the next, until one lives.
+uint8_t LivingServer(const std::string& address, const std::string& list, const Situation& situation,
+                     size_t servers) {
+    CServerCluster cluster;
+    cluster.SetKnown(list, "");
+    cluster.Reload();
+    CAutoString page = kPage;
+    while (cluster.MoveToNext(page, false, address) && situation.fails(ServerOf(page), servers)) {
     }
-    return NumberOf(server);
+    return static_cast<uint8_t>(ServerOf(page));
 }
 
-struct Outcome {
-    std::vector<size_t> clients;  // of each server
-    size_t needlesslyMoved = 0;   // clients who are not at their first choice, though it lives
-};
+// The server of each address.
+using Choices = std::vector<uint8_t>;
 
-Outcome Spread(const std::vector<std::string>& addresses, size_t servers, const Situation& situation) {
-    Outcome outcome;
-    outcome.clients.resize(servers);
-    HashBalance balance;
-    balance.SetIpList(ListOf(servers));
+Choices Choose(const std::vector<std::string>& addresses, size_t servers, const Situation& situation) {
+    const std::string list = ListOf(servers);
+    Choices choices;
+    choices.reserve(addresses.size());
     for (const std::string& address : addresses) {
-        const size_t first = NumberOf(balance.getServer(address));
-        const size_t chosen = NextLivingServer(address, balance, situation, servers);
-        ++outcome.clients[chosen];
-        outcome.needlesslyMoved += chosen != first && !situation.fails(first, servers) ? 1 : 0;
+        choices.push_back(LivingServer(address, list, situation, servers));
     }
-    return outcome;
+    return choices;
+}
+
+// The clients who are elsewhere than with all servers up, though that one lives.
+size_t MovedNeedlessly(const Choices& allUp, const Choices& choices, const Situation& situation,
+                       size_t servers) {
+    size_t moved = 0;
+    for (size_t client = 0; client < choices.size(); ++client) {
+        moved += choices[client] != allUp[client] && !situation.fails(allUp[client], servers) ? 1 : 0;
+    }
+    return moved;
 }
 
 // Of the living servers, the share that is farthest from the even one: -100 (no client at all) and more.
-double WorstDeviation(const Outcome& outcome, const Situation& situation) {
+double WorstDeviation(const Choices& choices, size_t servers, const Situation& situation) {
     std::vector<double> shares;
-    double clients = 0;
-    for (size_t server = 0; server < outcome.clients.size(); ++server) {
-        if (!situation.fails(server, outcome.clients.size())) {
-            shares.push_back(static_cast<double>(outcome.clients[server]));
-            clients += shares.back();
+    for (size_t server = 0; server < servers; ++server) {
+        if (!situation.fails(server, servers)) {
+            shares.push_back(static_cast<double>(std::count(choices.begin(), choices.end(), server)));
         }
     }
-    const double even = clients / static_cast<double>(shares.size());
+    const double even = static_cast<double>(choices.size()) / static_cast<double>(shares.size());
     const auto [least, most] = std::minmax_element(shares.begin(), shares.end());
     const double below = (*least / even - 1) * 100;
     const double above = (*most / even - 1) * 100;
@@ -126,12 +133,13 @@ void PrintSpread(const char* what, const std::vector<std::string>& addresses) {
     size_t moved = 0;
     for (size_t servers = 1; servers <= kMostServers; ++servers) {
         std::printf("%7zu", servers);
+        std::vector<Choices> choices;  // of each situation
         for (size_t i = 0; i < kSituationCount; ++i) {
-            const Outcome outcome = Spread(addresses, servers, kSituations[i]);
-            const double deviation = WorstDeviation(outcome, kSituations[i]);
+            choices.push_back(Choose(addresses, servers, kSituations[i]));
+            const double deviation = WorstDeviation(choices[i], servers, kSituations[i]);
             std::printf(" %+9.1f%%", deviation);
             good[i] += deviation >= -kGoodDeviation && deviation <= kGoodDeviation ? 1 : 0;
-            moved += outcome.needlesslyMoved;
+            moved += MovedNeedlessly(choices[0], choices[i], kSituations[i], servers);
         }
         std::printf("\n");
         std::fflush(stdout);
