@@ -12,6 +12,7 @@ import struct
 import threading
 
 RESOLVER_FILE = "/etc/resolv.conf"
+RESOLVER_PATHS = (RESOLVER_FILE, os.path.realpath(RESOLVER_FILE))  # to the program, and to the kernel
 SHORT = 0  # instead of an error: half of what is to be written is written
 PATH, FILE, POLLED, ALWAYS = range(4)  # what the argument tells of the file that the call is about
 
@@ -186,8 +187,10 @@ class Judge:
             path = path or os.readlink("/proc/%d/fd/%d" % (self.process, descriptor))
         except OSError:
             return None
+        if path in RESOLVER_PATHS:
+            return os.path.basename(RESOLVER_FILE)
         inside = path.startswith(self.folder + "/") and not path.startswith(self.folder + "/Log")
-        return os.path.basename(path) if inside or path in (RESOLVER_FILE, self.folder) else None
+        return os.path.basename(path) if inside or path == self.folder else None
 
     def read(self, address, size):
         try:
