@@ -264,37 +264,49 @@ def step_clock(session):
 
 def session_outcome(job):
     """What came of a session with its fault, and of a second try without."""
-    session, found = Session(job), []
+    session = Session(job)
     session.start(True)
     outcome = session.talk((lambda: step_clock(session)) if "clock" in job else lambda: 0)
     calls, failed = session.service.calls, session.service.failed
     within(MOST_SECONDS if "kill_at" in job and failed else END_SECONDS if outcome else 0, session.has_ended)
     session.mend()
-    if outcome.endswith("silent") and not may_be_silent(job):
+    found = judge_first_try(session, outcome)
+    found += try_again(session) if outcome else []
+    found += stop_and_clean_up(session)
+    text = session.words() if found else ""
+    session.close()
+    return {"outcome": outcome or "good", "found": found, "failed": failed, "output": text,
+            "calls": calls if job.get("count") == 0 else []}
+
+
+def judge_first_try(session, outcome):
+    found, requests = [], session.requests_besides_pulses()
+    if outcome.endswith("silent") and not may_be_silent(session.job):
         found.append("the front end was told nothing")
-    requests = session.requests_besides_pulses()
     if requests > MOST_REQUESTS:
         found.append("a storm of %d requests" % requests)
-    found += session.place.damage()
-    if outcome:
-        if session.has_ended():
-            session.start(False)
-        second = session.talk()
-        if second and may_be_silent(job):
-            second = session.talk()  # the look at the network ended a login that came after all, as it may
-        found += ["the second try failed, too: " + second] if second else []
-    found += [] if session.kill() else ["the stop had to be forced"]
+    return found + session.place.damage()
+
+
+def try_again(session):
+    if session.has_ended():
+        session.start(False)
+    outcome = session.talk()
+    if outcome and may_be_silent(session.job):
+        outcome = session.talk()  # the look at the network ended a login that came after all, as it may
+    return ["the second try failed, too: " + outcome] if outcome else []
+
+
+def stop_and_clean_up(session):
+    """The stop, and the next start, which removes what is left."""
+    found = [] if session.kill() else ["the stop had to be forced"]
     if session.place.traces():
         session.start(False)
         session.front_end("start")
         within(MOST_SECONDS, lambda: not session.place.traces())
         found += session.place.traces()
         session.kill()
-    found += session.place.damage()
-    text = session.words() if found else ""
-    session.close()
-    return {"outcome": outcome or "good", "found": found, "failed": failed, "output": text,
-            "calls": calls if job.get("count") == 0 else []}
+    return found + session.place.damage()
 
 
 def kills_outcome(job):
