@@ -13,6 +13,7 @@ import threading
 import time
 
 from judge import errors_of
+from worker import STAGES
 
 DAY = 24 * 60 * 60
 WORKERS = 8 * os.cpu_count()  # sessions mostly wait
@@ -31,6 +32,7 @@ class Plan:
         self.dice = random.Random(seed)
         self.call_step, self.kills, self.kill_chain = (24, 100, 10) if quick else (1, 1000, 25)
         self.service_kills, self.every = (4, 4) if quick else (48, 1)
+        self.stages = () if quick else tuple(STAGES.values())  # where kills must have come; few may miss a short one
 
     def calls(self, calls):
         """One run a call and error."""
@@ -111,14 +113,20 @@ def show(job, outcome):
     print("".join("      | %s\n" % line for line in outcome["output"].splitlines()), end="", flush=True)
 
 
-def tell(title, done, began):
-    """A line on a group of runs. Returns in how many something was found, and the number of faults."""
-    outcomes = collections.Counter(outcome["outcome"] for _, outcome in done)
+def tell(title, done, began, expected):
+    """A line on a group of runs. Returns in how many something was found, one more when an outcome that is expected
+    did not come, and the number of faults."""
+    outcomes = collections.Counter()
+    for _, outcome in done:
+        outcomes.update(outcome.get("stages", [outcome["outcome"]]))
     words = ", ".join("%d %s" % (count, name) for name, count in outcomes.most_common())
     faults = sum(job.get("kills", max(1, len(outcome["failed"]))) for job, outcome in done)
     print("%-24s %5d runs, %5d faults, %4d s: %s" % (title, len(done), faults, time.monotonic() - began, words),
           flush=True)
-    return sum(bool(outcome["found"]) for _, outcome in done), faults
+    missing = [name for name in expected if name not in outcomes]
+    if missing:
+        print("  found: none in %s" % ", ".join(missing))
+    return sum(bool(outcome["found"]) for _, outcome in done) + bool(missing), faults
 
 
 def expect_watched(calls):
@@ -139,13 +147,13 @@ def main():
         sys.exit("faults: a session without a fault goes wrong: %s\n%s" % (usual["found"], usual["output"]))
     expect_watched(usual["calls"])
     print("%d calls in a session of %d s" % (len(usual["calls"]), time.monotonic() - began))
-    groups = (("kill -9, dense moments", plan.kill_chains()),
-              ("kill -9 of the service", plan.kills_of_the_service(usual["calls"])),
-              ("lasting faults", plan.lasting()), ("one call fails", plan.calls(usual["calls"])))
+    groups = (("kill -9, dense moments", plan.kill_chains(), plan.stages),
+              ("kill -9 of the service", plan.kills_of_the_service(usual["calls"]), ()),
+              ("lasting faults", plan.lasting(), ()), ("one call fails", plan.calls(usual["calls"]), ()))
     bad = runs = faults = 0
-    for title, jobs in groups:
+    for title, jobs, expected in groups:
         began = time.monotonic()
-        more = tell(title, crew.carry_out(jobs), began)
+        more = tell(title, crew.carry_out(jobs), began, expected)
         bad, faults, runs = bad + more[0], faults + more[1], runs + len(jobs)
     crew.dismiss()
     print("%d runs, %d faults: %s" % (runs, faults, "findings in %d runs" % bad if bad else "nothing was found"))

@@ -1,6 +1,6 @@
 // What a kill must not damage, over and over until it comes: starts as the service does, says so with a line,
-// and on a byte from standard input saves settings, replaces and loads the module, pushes servers and gives
-// the file back.
+// and on a byte from standard input saves settings, replaces the module, pushes servers, loads the module and
+// gives the file back. Writes a letter as it begins with each, and ends at the first that does not work.
 
 #include <unistd.h>
 
@@ -23,6 +23,12 @@ std::string ReadFile(const char* path) {
     return CFileUtil::ReadWholeFile(path, content) ? content : std::string();
 }
 
+void Begin(char stage, bool hasLastWorked = true) {
+    if (!hasLastWorked || write(STDOUT_FILENO, &stage, sizeof(stage)) != sizeof(stage)) {
+        _exit(EXIT_FAILURE);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -41,12 +47,15 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     for (unsigned round = 0;; ++round) {
-        std::string& container = containers[round % 2];
-        (void)settings->SetLocalValue(SettingsKey::kTicket, std::to_string(round).c_str());
-        (void)module->Update(&container[0], container.size());
-        (void)pushed.Push("198.51.100.53", round % 2 != 0 ? "198.51.100.54" : "");
-        module->FreeResult(module->Code("text"));
+        Begin('s');
+        Begin('u', settings->SetLocalValue(SettingsKey::kTicket, std::to_string(round).c_str()));
+        Begin('p', module->Update(containers[round % 2].data(), containers[round % 2].size()) == 1);
+        Begin('l', pushed.Push("198.51.100.53", round % 2 != 0 ? "198.51.100.54" : "") == 0);
+        char* coded = module->Code("text");
+        Begin('s', coded != nullptr);
+        module->FreeResult(coded);
         settings->SyncLocalValue();
+        Begin('r');
         pushed.GiveBack();
     }
 }

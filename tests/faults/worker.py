@@ -1,5 +1,6 @@
 """Carries out jobs inside one sandbox: a line of JSON for each job on standard input, one for its outcome on standard
 output. A job is a session of the service with something that goes wrong, or a chain of kills."""
+import collections
 import json
 import os
 import random
@@ -17,6 +18,7 @@ import xml.etree.ElementTree
 
 from judge import RESOLVER_FILE, Judge
 
+STAGES = {b"s": "save", b"u": "update", b"p": "push", b"l": "load", b"r": "restoration"}  # of save-and-push
 BUILD = os.environ["QUORVANE_BUILD"]  # the folder
 BINARIES, MODULES = BUILD + "/bin", BUILD + "/modules"
 CLIENT_ID = "11111111-2222-3333-4444-555555555555"
@@ -33,6 +35,7 @@ SETTINGS = """<settings>
 <messageEngine>waiting</messageEngine><campus note="kept">north</campus>
 </settings>
 """
+LATEST_KILL = 0.05  # seconds; a round of save-and-push takes about 20 ms
 MOST_REQUESTS = 40  # besides pulses, that a portal sees in one session, a usual one takes 9; more is a storm
 MOST_SECONDS = 150  # for a step that takes one or two, on a very busy machine
 END_SECONDS = 2  # for a service that has said its last word
@@ -310,8 +313,9 @@ def stop_and_clean_up(session):
 
 
 def kills_outcome(job):
-    """So many kills of save-and-push, one start after the other in one folder."""
+    """So many kills of save-and-push, one start after the other in one folder, and in which stage each came."""
     place, found, dice = Place(job["seed"]), [], random.Random(job["seed"])
+    stages = collections.Counter()
     command = [os.path.abspath(BINARIES + "/save-and-push"),
                *(os.path.abspath("%s/sample-%d.zxm" % (MODULES, number)) for number in (1, 2))]
     for number in range(job["kills"] + 1):
@@ -320,10 +324,15 @@ def kills_outcome(job):
             found += ["kill %d: %s" % (number, what) for what in place.damage() + place.traces()]
             child.stdin.write(b"\n")
             child.stdin.flush()
-            time.sleep(dice.uniform(0, 0.02))
+            time.sleep(dice.uniform(0, LATEST_KILL))
             child.kill()
+            stage = STAGES.get(child.stdout.read()[-1:], "start")
+        stages[stage] += 1
+        if child.returncode != -signal.SIGKILL:
+            found.append("kill %d: it ended by itself with %d, %s failed" % (number, child.returncode, stage))
+            break
     place.remove()
-    return {"outcome": "killed", "found": found, "failed": [], "output": "", "calls": []}
+    return {"outcome": "killed", "found": found, "failed": [], "output": "", "calls": [], "stages": stages}
 
 
 def main():
