@@ -1,5 +1,6 @@
 """A portal that means harm: it stands between the service and the simulated portal, hands everything on, and does
 what the present case says at the stages that the case names."""
+import collections
 import re
 import socket
 import struct
@@ -76,14 +77,16 @@ class Visit:
 
 class Portal:
     def __init__(self, behind):
-        self.behind, self.malice, self.met = behind, {}, {}
+        self.behind = behind
+        self.turn({})
         self.listener = socket.create_server(("127.0.0.1", 0), backlog=64)
         self.server = "127.0.0.1:%d" % self.listener.getsockname()[1]
         threading.Thread(target=self.serve, daemon=True).start()
 
     def turn(self, malice):
-        """From now on each stage does what `malice` has for it."""
+        """From now on each stage does what `malice` has for it. Counts anew how often each was begun and met."""
         self.malice, self.met = malice, {stage: 0 for stage in malice}
+        self.begun = collections.Counter()
 
     def serve(self):
         while True:
@@ -105,6 +108,8 @@ class Portal:
 
     def act(self, malice, visit):
         met, stage = self.met, visit.stage if visit.stage in self.met else "other"
+        self.begun[stage] += 1
+        visit.number = self.begun[stage]
         try:
             malice(visit)
         finally:
@@ -128,13 +133,11 @@ def leads(form, target, times=10**9):
              "other": lambda url: whole(303, [(b"location", url)], b""),
              "refresh": lambda url: whole(200, [], b'<html><meta http-equiv="refresh" content="0;url=%s">' % url),
              "script": lambda url: whole(200, [], b'<head><script>location.href="%s"</script></head>' % url)}
-    count = [0]
 
     def act(visit):
-        count[0] += 1
-        if count[0] > times:
+        if visit.number > times:
             return says(404)(visit)
-        visit.send(forms[form](target.format(server=visit.portal.server, n=count[0]).encode("latin-1")))
+        visit.send(forms[form](target.format(server=visit.portal.server, n=visit.number).encode("latin-1")))
     return act
 
 
