@@ -84,9 +84,10 @@ class Portal:
         threading.Thread(target=self.serve, daemon=True).start()
 
     def turn(self, malice):
-        """From now on each stage does what `malice` has for it. Counts anew how often each was begun and met."""
+        """From now on each stage does what `malice` has for it. Counts anew how often each was begun and met, and
+        how often each pattern of an edit was found."""
         self.malice, self.met = malice, {stage: 0 for stage in malice}
-        self.begun = collections.Counter()
+        self.begun, self.found = collections.Counter(), collections.Counter()
 
     def serve(self):
         while True:
@@ -109,7 +110,7 @@ class Portal:
     def act(self, malice, visit):
         met, stage = self.met, visit.stage if visit.stage in self.met else "other"
         self.begun[stage] += 1
-        visit.number = self.begun[stage]
+        visit.number, visit.found = self.begun[stage], self.found
         try:
             malice(visit)
         finally:
@@ -153,7 +154,8 @@ def edited(*changes):
         is_encoded = b"\r\nError-Code: 0" in head
         document = decode(body) if is_encoded else body
         for pattern, replacement in changes:
-            document = re.sub(pattern, lambda _, text=replacement: text, document, flags=re.S)
+            document, times = re.subn(pattern, lambda _, text=replacement: text, document, flags=re.S)
+            visit.found[pattern] += times
         body = encode(document) if is_encoded else document
         head = re.sub(rb"(?i)content-length: *\d+", b"Content-Length: %d" % len(body), head)
         visit.send(head + b"\r\n\r\n" + body)

@@ -211,7 +211,7 @@ class Worker(threading.Thread):
         service.forget()
         before = service.log_size(), service.processor_seconds()
         self.meet(case)
-        result = {"met": dict(self.portal.met)}
+        result = {"met": dict(self.portal.met), "found": dict(self.portal.found)}
         self.portal.turn({})
         if case.module in MODULES:
             result["story"] = self.tell_end()
@@ -285,6 +285,9 @@ class Worker(threading.Thread):
             return complaint[:200].decode("latin-1")
         if not all(result["met"].values()):
             return f"{NOT_MET} {result['met']}"
+        idle = [pattern for pattern, times in result["found"].items() if not times]
+        if idle:
+            return f"an edit met nothing: {idle}"
         if result.get("peak", 0) > LARGEST_MEMORY_MB:
             return "too much memory"
         if result.get("log", 0) > LARGEST_LOG_KB:
