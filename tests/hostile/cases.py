@@ -7,13 +7,14 @@ from dataclasses import dataclass
 from portal import (cut, drips, edited, headed, leads, portal_says, resets, says)
 
 MIB = 1024 * 1024
+LARGE = 500000  # bytes of a document that is still read; above 512 KiB none is
 NUMBERS = [b"0", b"-1", b"2147483647", b"2147483648", b"-2147483649", b"4294967296", b"9223372036854775808",
            b"1" + b"0" * 30, b"", b"text", b" 7x", b"0x7f", b"1e9"]
 ELEMENTS_WITH_NUMBERS = [b"state-interval", b"expire", b"keep-retry", b"interval", b"level", b"against-interval",
                          b"logout-delay", b"ipforward"]
 JUNK = {"NUL": b"a\0b", "control bytes": bytes(range(1, 32)) + b"\x7f", "no GB18030": b"\xff\xfe\x80\x81\xa0\xff",
         "cut UTF-8": b"\xe4\xb8", "format": b"%s%n%1000000d%", "markup": b"]]><!--<a b='&&#0;&#x110000;\"",
-        "lines": b"\r\nError-Code: 200\r\n\r\n", "long": b"A" * MIB}
+        "lines": b"\r\nError-Code: 200\r\n\r\n", "long": b"A" * 60000}
 TEXTS = {"page": [b"type", b"value", b"register", b"query-url"], "ticket": [b"ticket"],
          "login": [b"userid", b"process", b"dns1"]}
 ADDRESSES = {"page": [b"ticket-url", b"auth-url", b"state-url"], "login": [b"keep-url", b"term-url"]}
@@ -32,6 +33,10 @@ class Case:
 
 def set_text(name, value):
     return b"(?<=>)[^<>]*(?=</%s>)" % name, value
+
+
+def fill(part):
+    return part * (LARGE // len(part))
 
 
 def redirects():
@@ -59,7 +64,7 @@ def sizes():
             is_page = stage in ("probe", "page", "statistics")
             malice = says(body=b"<" * size) if is_page else portal_says(document=b"5" * size, encoded=False)
             yield Case(f"{stage}: body of {size} bytes", {stage: malice}, in_slice=size in (0, 4 * MIB))
-    yield Case("a ticket of 2 MiB of &", {"ticket": edited(set_text(b"ticket", b"&amp;" * (2 * MIB // 5)))})
+    yield Case("a ticket of 500 KB of &", {"ticket": edited(set_text(b"ticket", fill(b"&amp;")))})
     yield Case("a body without an end", {"page": lambda visit: endless(visit, b"HTTP/1.1 200 OK\r\n\r\n", b"x" * MIB)})
     yield Case("chunks without an end", {"page": lambda visit: endless(
         visit, b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n", b"1\r\nx\r\n" * 10000)})
@@ -126,8 +131,8 @@ def bombs():
 
 
 def configurations():
-    def page(what, elements, in_slice=True):
-        return Case(what, {"page": edited((b"<FunCfg>", elements + b"<FunCfg>"))}, in_slice=in_slice)
+    def page(what, elements, place=b"<FunCfg>"):
+        return Case(what, {"page": edited((place, elements + place))})
 
     def functions(visits=itertools.count()):
         return lambda visit: edited((b"<FunCfg>", b"<FunCfg>" + b"".join(
@@ -135,25 +140,25 @@ def configurations():
             for n in range(20000))))(visit)
 
     yield page("configuration of 4 MiB, one comment", b"<!--" + b"c" * (4 * MIB - 4096) + b"-->")
-    yield page("configuration of 4 MiB, small elements", b"<e/>" * (MIB - 2048))
-    yield page("configuration of 4 MiB, notices", b"<notify>" + b"<register>n</register>" * 170000 + b"</notify>")
-    yield page("configuration of 4 MiB, ways to log in", b"<auth><type>t</type></auth>" * 150000)
-    yield page("configuration of 4 MiB, deep", b"<d>" * 590000 + b"</d>" * 590000)
-    yield page("configuration of 4 MiB, not well formed", b"<d>" * (MIB + 300000))
+    yield page("configuration of 500 KB, one comment", b"<!--" + fill(b"c") + b"-->")
+    yield page("configuration of 500 KB, small elements", fill(b"<e/>"))
+    yield page("configuration of 500 KB, notices", fill(b"<register>n</register>"), b"</notify>")
+    yield page("configuration of 500 KB, ways to log in", fill(b"<auth><type>t</type></auth>"))
+    yield page("configuration of 500 KB, deep", b"<d>" * (LARGE // 7) + b"</d>" * (LARGE // 7))
+    yield page("configuration of 500 KB, not well formed", fill(b"<d>"))
     yield page("10,000 servers", b'<server-clusters servers="' + b",".join(
         b"127.9.%d.%d:1" % (n >> 8, n & 255) for n in range(10000)) + b'"/>')
-    yield page("a server of 1 MiB", b'<server-clusters servers="' + b"s" * MIB + b',x"/>')
-    half = b"A" * 240000
+    yield page("a server of 500 KB", b'<server-clusters servers="' + fill(b"s") + b',x"/>')
+    half = b"A" * (LARGE // 2 - 10000)
     yield Case("documents as large as may be", {
-        "page": edited(set_text(b"value", b"A" * 500000)),
+        "page": edited(set_text(b"value", fill(b"A"))),
         "login": edited((b"<against>", b"<against><process>%s</process>" % half), set_text(b"userid", half))})
     yield page("entities", b'<!DOCTYPE a [<!ENTITY a "&a;&a;">]><a>&a;</a>')
     yield Case("new functions with each look", {"page": functions()})
     names = b"".join(b"<process>p%d</process>" % n for n in range(15000))
     yield Case("15,000 sharing rules, checked each second", {"login": edited(
         (b"<against>", b"<against>" + names), set_text(b"against-interval", b"1"))}, stays=5)
-    yield Case("sharing rules of 4 MiB", {"page": edited((b"<against>",
-                                                          b"<against>" + b"<process>p</process>" * 190000))})
+    yield page("sharing rules of 500 KB", fill(b"<process>p</process>"), b"</against>")
 
 
 def numbers():
@@ -176,7 +181,7 @@ def loops():
             "a ticket that is never logged in": {"state": portal_says(b"5")},
             "long tickets that end at once": {"ticket": edited(set_text(b"ticket", b"T" * 8000),
                                                               set_text(b"expire", b"0")), "state": portal_says(b"5")},
-            "an unreadable configuration": {"page": edited((b"<FunCfg>", b"<broken>" + b"x" * 4 * MIB))},
+            "an unreadable configuration": {"page": edited((b"<FunCfg>", b"<broken>" + fill(b"x")))},
             "an open network": {"probe": says(body=b"open")}}
     for what, malice in rows.items():
         yield Case("left alone: " + what, malice, stays=120, in_slice=False)
