@@ -15,8 +15,9 @@ ELEMENTS_WITH_NUMBERS = [b"state-interval", b"expire", b"keep-retry", b"interval
 JUNK = {"NUL": b"a\0b", "control bytes": bytes(range(1, 32)) + b"\x7f", "no GB18030": b"\xff\xfe\x80\x81\xa0\xff",
         "cut UTF-8": b"\xe4\xb8", "format": b"%s%n%1000000d%", "markup": b"]]><!--<a b='&&#0;&#x110000;\"",
         "lines": b"\r\nError-Code: 200\r\n\r\n", "long": b"A" * 60000}
-TEXTS = {"page": [b"type", b"value", b"register", b"query-url"], "ticket": [b"ticket"],
-         "login": [b"userid", b"process", b"dns1"]}
+TEXTS = {"page": [b"type", b"value", b"register", b"option", b"query-url"], "ticket": [b"ticket"],
+         "login": [b"userid", b"process", b"dns1", b"dns2"], "query": [b"host", b"ticket"]}
+SERVER_LIST = (b"<FunCfg>", b'<server-clusters servers=""/><FunCfg>')  # which the simulated portal has none of
 ADDRESSES = {"page": [b"ticket-url", b"auth-url", b"state-url"], "login": [b"keep-url", b"term-url"]}
 STAGES = ["probe", "entry", "gate", "page", "ticket", "login", "state", "pulse", "query", "statistics", "term"]
 
@@ -33,6 +34,10 @@ class Case:
 
 def set_text(name, value):
     return b"(?<=>)[^<>]*(?=</%s>)" % name, value
+
+
+def set_attribute(name, value):
+    return b'(?<= %s=")[^"]*' % name, value
 
 
 def fill(part):
@@ -92,13 +97,18 @@ def junk():
                     yield Case(f"{stage}: {what} in {place.decode()}{name.decode()}",
                                {stage: edited(set_text(name, place + text))},
                                in_slice=place != b"" and is_worst)
+        attributes = [set_attribute(name, text) for name in (b"servers", b"interval", b"url")]
+        shown = set_attribute(b"displayname", text)
+        yield Case(f"page: {what} in attributes", {"page": edited(SERVER_LIST, shown, *attributes)}, in_slice=is_worst)
+        yield Case(f"login: {what} in a shown name", {"login": edited(shown)}, in_slice=is_worst)
         if what != "long":
             school = [b"%s: %s" % (name, text) for name in (b"schoolid", b"domain", b"area")]
             refusal = [(b"Last-Login", text), (b"Sub-Error", text)]
             address = "http://{server}/index.cgi?wlanacip=" + text.decode("latin-1")
             yield Case(f"{what} in the school's headers", {"probe": headed(*school)}, in_slice=is_worst)
-            yield Case(f"{what} in the portal's headers", {"ticket": headed(b"Sub-Error: " + text, b"X: " + text)},
-                       in_slice=is_worst)
+            portal = [b"%s: %s" % (name, text) for name in (b"Server-Tag", b"Sub-Error", b"X")]
+            yield Case(f"{what} in the portal's headers", {"ticket": headed(*portal)}, in_slice=is_worst)
+            yield Case(f"{what} in the portal's Error-Code", {"ticket": portal_says(text)}, in_slice=is_worst)
             yield Case(f"{what} in the headers of a refusal", {"login": portal_says(b"105", headers=refusal)},
                        in_slice=is_worst)
             yield Case(f"{what} in a header's address", {"probe": leads("location", address)}, in_slice=is_worst)
@@ -164,13 +174,13 @@ def configurations():
 def numbers():
     for number in NUMBERS:
         fields = [set_text(name, number) for name in ELEMENTS_WITH_NUMBERS]
-        fields += [(b'enable="1" interval="[^"]*"', b'enable="1" interval="%s"' % number)]
+        fields += [set_attribute(b"interval", number)]
         yield Case(f"'{number.decode()}' in every number", {stage: edited(*fields) for stage in (
             "page", "ticket", "login", "pulse")})
         elements = b"".join(b"<%s>%s</%s>" % (name, number, name) for name in ELEMENTS_WITH_NUMBERS)
         document = b"<response>%s<user-config>%s</user-config></response>" % (elements, elements)
         yield Case(f"state: '{number.decode()}' in every number", {"state": portal_says(document=document)})
-        for stage in ("ticket", "login", "pulse", "term"):
+        for stage in ("ticket", "state", "login", "pulse", "query", "term"):
             yield Case(f"{stage}: Error-Code '{number.decode()}'", {stage: portal_says(number, b"<response/>")},
                        in_slice=stage == "login")
 

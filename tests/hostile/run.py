@@ -74,8 +74,8 @@ class Simulator:
     def __init__(self):
         lines = [f"account {ACCOUNT} {PASSWORD}", "school-id s", "domain d", "area a", "pulse-seconds 600",
                  "statistics-interval 600", "terminal other T-9", "sharing-seconds 600", "state-interval 2",
-                 "register one", "account-type none", "account-value none", "dns1 198.51.100.53",
-                 "forbid-process nothing-like-it shown"]
+                 "register one", "option two", "account-type none", "account-value none", "dns1 198.51.100.53",
+                 "dns2 198.51.100.54", "forbid-process nothing-like-it shown"]
         self.process = subprocess.Popen([BUILD + "/bin/portal-sim", "--listen", "127.0.0.1:0"] +
                                         [word for line in lines for word in ("--set", line)],
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, errors="replace")
