@@ -29,6 +29,7 @@ class Case:
     seconds: float = 4          # how much longer than usual it may take until the malice is met
     in_slice: bool = True
     module: str = ""            # how the module named so misbehaves, see run.py
+    end: str = ""               # what comes of it, for one that may end the service
     stays: float = 1            # seconds that the service is left alone with it then
 
 
@@ -198,8 +199,11 @@ def loops():
 
 
 def modules():
-    for kind in ("crashes", "forks", "closes descriptors", "never returns"):
-        yield Case(f"a module that {kind}", {"ticket": None}, module=kind)
+    ends = {"crashes": "ends by itself, status -11", "forks": "goes on",
+            "closes descriptors": "ends by itself, status -9",
+            "never returns": "hangs until it is told to end, status -15"}
+    for kind, end in ends.items():
+        yield Case(f"a module that {kind}", {"ticket": None}, module=kind, end=end)
     for size in (0, 1, 15 * MIB, 16 * MIB + 1, 65 * MIB):
         yield Case(f"a module of {size} bytes", {"ticket": portal_says(b"200", b"M" * size, encoded=False)}, seconds=2)
     yield Case("modules without an end", {"ticket": None}, module="again and again")
@@ -208,7 +212,8 @@ def modules():
 
 
 def all_cases():
-    for group in (redirects, sizes, junk, transport, bombs, configurations, numbers, modules, loops):
+    """Those that take long come first, so that the others run beside them."""
+    for group in (loops, modules, configurations, redirects, sizes, junk, transport, bombs, numbers):
         for case in group():
             case.group = group.__name__
             yield case
