@@ -147,6 +147,12 @@ class Service:
             self.process.kill()
             return self.process.wait()
 
+    def last_words(self):
+        """What its sanitizer says while it ends."""
+        self.heard = os.path.getsize(self.folder + "/output")
+        self.end()
+        return self.complaint()
+
     def status(self, name):
         return int(re.search(name.encode() + rb":\s*(\d+)", read(f"/proc/{self.process.pid}/status")).group(1))
 
@@ -168,8 +174,8 @@ class Service:
 
     def complaint(self):
         """The first line of what a sanitizer has said; empty without one."""
-        lines = read(self.folder + "/output")[self.heard:].splitlines()
-        return next((line for line in lines if b"Sanitizer" in line or b"runtime error" in line), b"")
+        lines = read(self.folder + "/output")[self.heard:].decode("latin-1").splitlines()
+        return next((line[:200] for line in lines if "Sanitizer" in line or "runtime error" in line), "")
 
 
 class Worker(threading.Thread):
@@ -192,7 +198,7 @@ class Worker(threading.Thread):
             except Exception as fault:  # a case must not take the others with it
                 self.results.put((case, {"fault": repr(fault)}))
                 self.revive()
-        self.service.end()
+        self.last_words = self.service.last_words()
         self.simulator.process.terminate()
         self.simulator.process.wait()
 
@@ -283,7 +289,7 @@ class Worker(threading.Thread):
     def find_fault(self, case, result):
         complaint = self.service.complaint()
         if complaint and case.module != "crashes":
-            return complaint[:200].decode("latin-1")
+            return complaint
         if told(result.get("story", "")) != told(case.end):
             return f"{result['story']}; expected was: {case.end}"
         if not all(result["met"].values()):
@@ -322,6 +328,9 @@ def main():
         faults = [show(*results.get()) for _ in chosen]
         for worker in workers:
             worker.join()
+            if worker.last_words:
+                print("BAD  the end of the service: " + worker.last_words)
+                faults.append(True)
     print(f"{len(chosen)} malices in {time.monotonic() - began:.0f} s, {sum(faults)} not withstood")
     return 1 if any(faults) else 0
 
