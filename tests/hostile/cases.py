@@ -1,11 +1,11 @@
 """The table of malices. A case names its stages and what happens there; "in_slice" are those of a short run."""
 import gzip
-import itertools
 import zlib
 from dataclasses import dataclass
 
 from portal import (cut, drips, edited, headed, leads, portal_says, resets, says)
 
+NEW_FUNCTION_LOOKS = 60  # of 3 MB each, were the names kept
 MIB = 1024 * 1024
 LARGE = 500000  # bytes of a document that is still read; above 512 KiB none is
 NUMBERS = [b"0", b"-1", b"2147483647", b"2147483648", b"-2147483649", b"4294967296", b"9223372036854775808",
@@ -31,6 +31,7 @@ class Case:
     module: str = ""            # how the module named so misbehaves, see run.py
     end: str = ""               # what comes of it, for one that may end the service
     stays: float = 1            # seconds that the service is left alone with it then
+    looks: int = 1              # how often the service is sent to look at the network meanwhile
 
 
 def set_text(name, value):
@@ -145,11 +146,6 @@ def configurations():
     def page(what, elements, place=b"<FunCfg>"):
         return Case(what, {"page": edited((place, elements + place))})
 
-    def functions(visits=itertools.count()):
-        return lambda visit: edited((b"<FunCfg>", b"<FunCfg>" + b"".join(
-            b"<F%d_%d>%s</F%d_%d>" % (round, n, b"f" * 30, round, n) for round in [next(visits)]
-            for n in range(20000))))(visit)
-
     yield page("configuration of 4 MiB, one comment", b"<!--" + b"c" * (4 * MIB - 4096) + b"-->")
     yield page("configuration of 500 KB, one comment", b"<!--" + fill(b"c") + b"-->")
     yield page("configuration of 500 KB, small elements", fill(b"<e/>"))
@@ -165,11 +161,18 @@ def configurations():
         "page": edited(set_text(b"value", fill(b"A"))),
         "login": edited((b"<against>", b"<against><process>%s</process>" % half), set_text(b"userid", half))})
     yield page("entities", b'<!DOCTYPE a [<!ENTITY a "&a;&a;">]><a>&a;</a>')
-    yield Case("new functions with each look", {"page": functions()})
+    yield Case("256 new functions with each look", {"page": names_functions_anew}, looks=NEW_FUNCTION_LOOKS)
     names = b"".join(b"<process>p%d</process>" % n for n in range(15000))
     yield Case("15,000 sharing rules, checked each second", {"login": edited(
         (b"<against>", b"<against>" + names), set_text(b"against-interval", b"1"))}, stays=5)
     yield page("sharing rules of 500 KB", fill(b"<process>p</process>"), b"</against>")
+
+
+def names_functions_anew(visit):
+    """As many as the service keeps, as large as they fit, under names that it has not seen."""
+    name = b"F%d_%%d" % visit.number
+    functions = b"".join(b"<%s>%s</%s>" % (name % n, b"<a/>" * 470, name % n) for n in range(256))
+    edited((b"</FunCfg>", functions + b"</FunCfg>"))(visit)
 
 
 def numbers():
