@@ -3,6 +3,7 @@
 
 #include <cJSON.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -61,13 +62,15 @@ void CopyFiles(Examination& examination) {
     }
     const std::string settings = examination.copy + "/settings.xml";
     examination.settingsFailure = CopyFile(examination.InFolder(kSettingsFile), settings, kLargestSettings);
-    examination.moduleFailure = CopyFile(examination.InFolder(kModuleFile),
-                                         examination.copy + "/" + kModuleFile, CZsmHelper::kMaxSize);
+    examination.moduleFailure =
+        CopyFile(examination.InFolder(kModuleFile), examination.copy + "/" + kModuleFile,
+                 CZsmHelper::kMaxSize, &examination.moduleStatus);
+    CXMLOpt document;
+    examination.areSettingsWhole = examination.settingsFailure == 0 && document.LoadFile(settings.c_str());
+    (void)unlink(settings.c_str());  // no business of the algorithm module, which is tried here
     if (examination.settingsFailure != 0) {
         return;
     }
-    CXMLOpt document;
-    examination.areSettingsWhole = document.LoadFile(settings.c_str());
     examination.settingsFault = document.GetResult();
     for (const SettingText& text : kSettingTexts) {
         examination.*text.field = examination.areSettingsWhole ? document.GetValue(text.key) : "";

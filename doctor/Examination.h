@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -57,9 +59,10 @@ struct Examination {
 
     std::string folder;  // absolute
     std::string copy;
-    int folderFailure = 0;    // errno of looking at the folder
-    int settingsFailure = 0;  // errno of copying conf/conf.xml, or kNoCopy
-    int moduleFailure = 0;    // errno of copying zxmAlogic.zxm, or kNoCopy
+    int folderFailure = 0;          // errno of looking at the folder
+    int settingsFailure = 0;        // errno of copying conf/conf.xml, or kNoCopy
+    int moduleFailure = 0;          // errno of copying zxmAlogic.zxm, or kNoCopy
+    struct stat moduleStatus = {};  // of the original
     uid_t folderOwner = 0;
     unsigned folderMode = 0;
 

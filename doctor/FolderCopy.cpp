@@ -1,7 +1,6 @@
 #include "FolderCopy.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -39,7 +38,8 @@ std::string MakeFolder() {
     return {};
 }
 
-// The algorithm module may have left folders that even their owner may not enter.
+// The algorithm module may have left folders that even their owner may not enter. Root may, and must not
+// follow what another user exchanges meanwhile.
 void AllowRemoval(const fs::path& folder) {
     std::error_code failure;
     fs::permissions(folder, fs::perms::owner_all, failure);
@@ -61,15 +61,15 @@ FolderCopy::~FolderCopy() {
     }
     std::error_code failure;
     fs::remove_all(m_path, failure);
-    if (failure) {
+    if (failure && geteuid() != 0) {
         AllowRemoval(m_path);
         fs::remove_all(m_path, failure);
     }
 }
 
-int CopyFile(const std::string& from, const std::string& to, uint64_t most) {
+int CopyFile(const std::string& from, const std::string& to, uint64_t most, struct stat* original) {
     std::string content;
-    const int failure = ReadFile(from, content, most);
+    const int failure = ReadFile(from, content, most, original);
     if (failure != 0) {
         return failure;
     }
@@ -78,7 +78,7 @@ int CopyFile(const std::string& from, const std::string& to, uint64_t most) {
     return file.good() ? 0 : ENOSPC;
 }
 
-int ReadFile(const std::string& path, std::string& content, uint64_t most) {
+int ReadFile(const std::string& path, std::string& content, uint64_t most, struct stat* original) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
@@ -86,6 +86,9 @@ int ReadFile(const std::string& path, std::string& content, uint64_t most) {
     }
     if (!S_ISREG(status.st_mode)) {
         return EINVAL;
+    }
+    if (original != nullptr) {
+        *original = status;
     }
     content.clear();
     char block[64 * 1024];

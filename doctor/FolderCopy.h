@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <string>
 
@@ -20,11 +22,11 @@ class FolderCopy {
 };
 
 // Copies the file `from` of at most `most` bytes to `to`. Waits for nothing: what is no regular file is
-// refused. 0, or the errno of what failed.
-int CopyFile(const std::string& from, const std::string& to, uint64_t most);
+// refused. 0, or the errno of what failed. `original`, unless null, is the status of the file that was read.
+int CopyFile(const std::string& from, const std::string& to, uint64_t most, struct stat* original = nullptr);
 
-// Reads a file of at most `most` bytes the same way. 0, or the errno of what failed.
-int ReadFile(const std::string& path, std::string& content, uint64_t most);
+// Reads a file of at most `most` bytes the same way.
+int ReadFile(const std::string& path, std::string& content, uint64_t most, struct stat* original = nullptr);
 
 // Whether programs may be run from the file system that holds `folder`.
 bool AllowsPrograms(const std::string& folder);

@@ -1,10 +1,15 @@
-// The algorithm module: foreign code, tried out in a process of its own.
+// The algorithm module: foreign code, tried out in a process of its own, with no more rights than whoever put
+// it there.
 #include <dlfcn.h>
+#include <grp.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "BoundedChild.h"
 #include "Examination.h"
@@ -20,7 +25,11 @@ constexpr char kSample[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><request><
 constexpr std::chrono::milliseconds kTrialTime(2000);  // encoding takes less than one
 constexpr size_t kShownReason = 300;
 
+// The user without rights, as Linux numbers him, and his group.
+constexpr uid_t kNobody = 65534;
+
 // How far the trial came: a line begins with each step, before it is taken, and goes on with what it learnt.
+constexpr char kBecoming = 'b';
 constexpr char kUnpacking = 'u';
 constexpr char kLoading = 'l';
 constexpr char kEncoding = 'e';
@@ -46,6 +55,34 @@ struct ModuleCloser {
     void operator()(__ZsoFile* module) const { CZsmHelper::FreeZsoFile(module); }
 };
 using ModuleOwner = std::unique_ptr<__ZsoFile, ModuleCloser>;
+
+// The user whom the module is tried as: never root, for modules come from the network, whoever owns the file.
+// None for an ordinary user and a module of another one.
+std::optional<uid_t> TrialUser(const struct stat& module) {
+    const uid_t caller = geteuid();
+    const bool isRoots = module.st_uid == 0;
+    if (caller != 0) {
+        return isRoots || module.st_uid == caller ? std::optional(caller) : std::nullopt;
+    }
+    const bool isOpen = (module.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    return isRoots || isOpen ? kNobody : module.st_uid;
+}
+
+// The module's file and the folder, where it is unpacked, become the user's.
+bool HandOver(const std::string& folder, uid_t user) {
+    return geteuid() != 0 || (chown((folder + kModuleFile).c_str(), user, kNobody) == 0 &&
+                              chown(folder.c_str(), user, kNobody) == 0);
+}
+
+// For good, and for all that the process may start. False when it may not, or when the user does not get to
+// the folder.
+bool Become(uid_t user, const std::string& folder) {
+    const bool hasNoGroups =
+        geteuid() != 0 || (setgroups(0, nullptr) == 0 && setresgid(kNobody, kNobody, kNobody) == 0);
+    return hasNoGroups && setresuid(user, user, user) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 &&  // another user's process has lost it
+           access(folder.c_str(), W_OK | X_OK) == 0;
+}
 
 // A text goes through the module as a request would. What comes back when there is no module is asked for
 // first, to know it from an encoded text.
@@ -95,6 +132,9 @@ Verdict Judge(const Examination& examination, const ChildOutcome& trial) {
             return Found(step.finding, learnt.empty() ? "zxmAlogic.zxm" : learnt);
         }
     }
+    if (StartsWith(last, {&kBecoming, 1})) {
+        return Skipped("it cannot be tried with fewer rights than yours here");
+    }
     return Good("opens and encodes, algorithm id " + learnt);
 }
 
@@ -117,5 +157,15 @@ Verdict LookAtModule(Examination& examination) {
     if (!AllowsPrograms(examination.copy)) {
         return Skipped("no folder for temporary files allows programs");
     }
-    return Judge(examination, RunInChild([&path](int output) { TryModule(path, output); }, kTrialTime));
+    const std::optional<uid_t> user = TrialUser(examination.moduleStatus);
+    if (!user) {
+        return Skipped("zxmAlogic.zxm belongs to another user, " + UserName(examination.moduleStatus.st_uid));
+    }
+    const auto work = [&](int output) {
+        TellStep(output, kBecoming);
+        if (HandOver(examination.copy, *user) && Become(*user, examination.copy)) {
+            TryModule(path, output);
+        }
+    };
+    return Judge(examination, RunInChild(work, kTrialTime));
 }
