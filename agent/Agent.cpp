@@ -32,6 +32,7 @@ Agent::Agent(EventLoop& loop, AgentSettings settings)
       m_server(loop, *this),
       m_link(loop, m_settings.folder, *this),
       m_keeper(*this, Chance()),
+      m_login(m_settings.folder),
       m_terminals(loop, [this](const char* opcode,
                                const std::string& parameters) { return SendOperation(opcode, parameters); }),
       m_since(std::time(nullptr)),
@@ -41,6 +42,7 @@ Agent::Agent(EventLoop& loop, AgentSettings settings)
                {PublishedValue::kArea, AgentField::kArea, ""}} {}
 
 ExitStatus Agent::Start() {
+    m_keeper.KnowLogin(m_login.Name());
     const ExitStatus status = ReadFirstAccount();
     if (status != ExitStatus::kDone) {
         return status;
@@ -126,6 +128,7 @@ bool Agent::Write(std::string_view opcode, std::string_view parameters) {
 }
 
 void Agent::KeeperChanged() {
+    m_login.Keep(m_keeper.LoginName());
     NoteState();
 }
 

@@ -11,6 +11,7 @@
 #include "History.h"
 #include "Json.h"
 #include "LoginKeeper.h"
+#include "LoginRecord.h"
 #include "NetworkWatch.h"
 #include "Notifier.h"
 #include "RequestServer.h"
@@ -102,6 +103,7 @@ class Agent final : public ILinkListener, public IKeeperHost, public IRequestHan
     RequestServer m_server;
     ServiceLink m_link;
     LoginKeeper m_keeper;
+    LoginRecord m_login;
     TerminalDesk m_terminals;
     std::optional<NetworkWatch> m_network;
     std::optional<AccountWatch> m_accountWatch;

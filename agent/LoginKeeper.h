@@ -60,6 +60,10 @@ class LoginKeeper {
     // `chance` gives numbers from 0 up to 1. `host` outlives the keeper.
     LoginKeeper(IKeeperHost& host, std::function<double()> chance);
 
+    // Whose login an agent before left behind, for one that is found; empty when that is not known, it is
+    // then taken for that of the account in use. To be told before anything else.
+    void KnowLogin(const std::string& name) { m_loginName = name; }
+
     // The link.
     void Attached(Moment now);
     void ServiceGone(Moment now);
@@ -92,6 +96,8 @@ class LoginKeeper {
     // What status shows.
     AgentState State() const;
     const std::string& AccountName() const;  // empty without one
+    // That of the login that stands, or stood last at this service; empty when it is not known.
+    const std::string& LoginName() const { return m_loginName; }
     bool IsWanted() const;
     int Attempts() const;
     // The moment of the next try by itself; none when none is planned.

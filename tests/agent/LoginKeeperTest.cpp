@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 namespace {
 
 // A story is a text of words in their order:
+//   found:NAME         an agent before left a login of that account
 //   up, down           the service has opened the FIFOs; it is gone
 //   33:30000101        a state report; 0>31 names the former state, too; "open" is type 0 and state 2
 //   complete, value:KEY/ENABLE ClientStartComplete; a value of the portal's configuration
@@ -84,6 +85,7 @@ class Story : private IKeeperHost {
             {"!", [&] { EXPECT_TRUE(text == "-" ? m_answers.empty() : !m_answers.extract(text).empty()); }},
             {"+", [&] { Pass(std::stod(text)); }},
             {"up", [&] { m_keeper.Attached(m_now); }},
+            {"found", [&] { m_keeper.KnowLogin(text); }},
             {"down", [&] { m_keeper.ServiceGone(m_now); }},
             {"open", [&] { Say("<type>0</type><newState>2</newState>"); }},
             {"complete", [&] { Say("", "ClientStartComplete"); }},
@@ -271,6 +273,7 @@ TEST(LoginKeeper, FollowsUsersAndTheirAccounts) {
                          "file account: wanted:0"},
         {"mended", "ONLINE fault:mode last:0 file:me/secret last:- fault:mode 2>12:14 file:me/secret last:14"},
         {"another", "ONLINE file:you/x >logout:1 OUT TICKET >login:you"},
+        {"another, by the next agent", "found:you UP 0>31 1>2:1 >logout:1 OUT TICKET >login:me"},
         {"gone", "ONLINE file wanted:0 =online 2>12:14 TICKET =ready file:me/x >check wanted:1"},
         {"after a log-out", "LOGOUT OUT !logout:ok TICKET file:you/x wanted:0 +900"},
         {"first, login found", "up >start 0>31 1>2:1 file:me/x =online wanted:1 login !login:ok logout:1 >logout:1 OUT "
