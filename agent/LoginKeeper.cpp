@@ -64,8 +64,8 @@ void LoginKeeper::ServiceGone(Moment now) {
     Finish(now);
 }
 
-// A try that is running began on the network before; a login on its way can only be waited for, and what has
-// become of it looked at then.
+// A try that is running began on the network before; a login and a ticket request on their way can only be
+// waited for, and what has become of them looked at then.
 void LoginKeeper::NetworkChanged(bool isOther, Moment now) {
     if (!m_isAttached || !m_hasSpoken || m_isRefused || m_logout) {
         return;

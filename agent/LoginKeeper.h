@@ -213,7 +213,7 @@ class LoginKeeper {
     bool m_isLoginBegun = false;  // the service has read the login that was sent
     std::string m_sentName;       // empty when a client sent a login and its account is not known
     int m_sentNumber = 0;         // likewise 0
-    bool m_hasMoved = false;      // the machine has another way out since that login began
+    bool m_hasMoved = false;      // the machine has another way out since the step began
     std::optional<Moment> m_plannedTry;
     Moment m_ticketWaitEnds{};
     BackOff m_backOff;

@@ -183,6 +183,7 @@ void LoginKeeper::TakeTicket(Moment now) {
     if (saysNothing) {
         return;
     }
+    const bool isOfFormerNetwork = m_step == Step::kTicket && m_hasMoved;
     m_ticketWaitEnds = {};
     if (m_step == Step::kLoggingIn) {
         FailTry({AgentState::kOffline, {0, "", kNoReason}}, now);
@@ -198,7 +199,7 @@ void LoginKeeper::TakeTicket(Moment now) {
         return;
     }
     if (MayLogIn()) {
-        LogIn(now);
+        isOfFormerNetwork ? BeginTry(now) : LogIn(now);
         return;
     }
     Plan(std::nullopt);

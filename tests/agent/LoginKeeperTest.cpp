@@ -223,6 +223,7 @@ TEST(LoginKeeper, LooksAtNetworksAnew) {
         {"nothing to win", "ONLINE wake +1000 file net +1000 =online"},
         {"paused", "FRESH 32:20010204 >check 32:20010204 +1 net >check FAIL >check FAIL wake >check"},
         {"on the way in", "READY net IN =online >check 31 >login:me IN +900"},
+        {"within its own ticket", "ONLINE LOST OUT 33:30000103 net 33:30000102 31 >check 31 >login:me"},
         {"within a try", "FRESH net >check 31 >login:me net 0>1 0>3:150102 net RELOGIN"},
     });
 }
