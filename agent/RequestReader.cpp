@@ -19,7 +19,9 @@ constexpr char kEscapedNul[] = "u0000";
 // What the service reads as one message, its NUL not counted.
 constexpr size_t kLongestMessage = 4095;
 // So that no sum of moments overflows; nobody waits longer than a year.
-constexpr double kLongestSeconds = 365.0 * 24 * 60 * 60;
+constexpr double kLongestWait = 365.0 * 24 * 60 * 60;
+// Nor has anybody a history of centuries.
+constexpr double kLongestSince = 1000 * kLongestWait;
 // Elements within elements: more than any operation has, and few enough for a walk that recurses.
 constexpr int kDeepestParameters = 32;
 
@@ -75,8 +77,10 @@ bool ReadText(const cJSON& object, const char* name, std::string& text, std::str
     return !text.empty();
 }
 
-// False with a fault when the member is there and is no number of seconds. `seconds` stays without one.
-bool ReadSeconds(const cJSON& object, const char* name, std::optional<double>& seconds, std::string& fault) {
+// False with a fault when the member is there and is no number of seconds. `seconds` stays without one, more
+// than `most` count as these.
+bool ReadSeconds(const cJSON& object, const char* name, double most, std::optional<double>& seconds,
+                 std::string& fault) {
     const cJSON* const member = Member(object, name);
     if (member == nullptr) {
         return true;
@@ -85,7 +89,7 @@ bool ReadSeconds(const cJSON& object, const char* name, std::optional<double>& s
         fault = std::string("\"") + name + "\" has to be a number of seconds";
         return false;
     }
-    seconds = std::min(member->valuedouble, kLongestSeconds);
+    seconds = std::min(member->valuedouble, most);
     return true;
 }
 
@@ -124,7 +128,7 @@ bool ReadTicket(const cJSON& object, AgentRequest& request, std::string& fault) 
 
 bool ReadSince(const cJSON& object, AgentRequest& request, std::string& fault) {
     std::optional<double> seconds;
-    if (!ReadSeconds(object, AgentField::kSince, seconds, fault)) {
+    if (!ReadSeconds(object, AgentField::kSince, kLongestSince, seconds, fault)) {
         return false;
     }
     if (seconds.has_value()) {
@@ -269,7 +273,7 @@ constexpr OperationRow kOperations[] = {
 
 bool ReadTimeout(const cJSON& object, AgentRequest& request, std::string& fault) {
     std::optional<double> seconds;
-    if (!ReadSeconds(object, AgentField::kTimeout, seconds, fault)) {
+    if (!ReadSeconds(object, AgentField::kTimeout, kLongestWait, seconds, fault)) {
         return false;
     }
     if (seconds.has_value()) {

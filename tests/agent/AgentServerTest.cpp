@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "FileUtil.h"
+#include "History.h"
 #include "MessageJson.h"
 #include "RunProgram.h"
 #include "ServiceProcess.h"
@@ -43,6 +44,8 @@ std::string Message(const std::string& opcode, const std::string& parameters) {
 class AgentServer : public testing::Test {
   protected:
     void SetUp() override {
+        folder.Write("history.jsonl", HistoryLine({1, "online", 0, "", ""}) + "\n" +
+                                          HistoryLine({2, "ready", 0, "", ""}) + "\n");
         agent = std::make_unique<ServiceProcess>();
         ASSERT_TRUE(WaitUntil([] { return Client().IsConnected(); }));
         ExpectOperation("ClientStart");
@@ -69,13 +72,14 @@ class AgentServer : public testing::Test {
 TEST_F(AgentServer, AnswersInOrderAlsoAfterAHalfClose) {
     const std::string refused = folder.Read(REFUSED_REQUESTS);
     Client client;
-    EXPECT_THAT(client.Answer(kUnended + ("\n" + refused) + "{\"op\":\"history\"}\n" + kUnended),
-                HasSubstr("\"timeout\""));
+    EXPECT_THAT(
+        client.Answer(kUnended + ("\n" + refused) + "{\"op\":\"history\",\"since\":4e9}\n" + kUnended),
+        HasSubstr("\"timeout\""));
     shutdown(client.Get(), SHUT_WR);
     for (auto row = std::count(refused.begin(), refused.end(), '\n'); row > 0; --row) {
         EXPECT_THAT(client.NextLine(), StartsWith(kBad)) << row << " rows before the last one";
     }
-    EXPECT_THAT(client.NextLine(), StartsWith("{\"ok\":true,\"history\":[{"));
+    EXPECT_THAT(client.NextLine(), StartsWith("{\"ok\":true,\"history\":[{\"time\":\"1970-01-01T00:00:01"));
     EXPECT_THAT(client.NextLine(), HasSubstr("\"timeout\""));
     EXPECT_EQ("", client.NextLine());
 }
