@@ -127,6 +127,8 @@ void Agent::SendAsTold(const AgentRequest& request, const Reply& reply) {
         m_keeper.LoginWasSent(request.account, now);
     } else if (request.opcode == ClientOperation::kDisconnect) {
         m_keeper.LogoutWasSent(now);
+    } else if (request.opcode == ClientOperation::kTerminalData) {
+        m_terminals.ListWasAsked();
     }
     AwaitDue();
     reply(DoneLine());

@@ -65,10 +65,16 @@ void TerminalDesk::SendListQuestion() {
 }
 
 void TerminalDesk::ExpectList() {
+    ++m_listsOut;
     m_listOut = m_loop.After(kLateListWait, [this] {
-        m_listOut.Reset();
+        ExpectNoList();
         Proceed();
     });
+}
+
+void TerminalDesk::ExpectNoList() {
+    m_listsOut = 0;
+    m_listOut.Reset();
 }
 
 void TerminalDesk::SendLogout() {
@@ -85,7 +91,9 @@ void TerminalDesk::SendLogout() {
 
 void TerminalDesk::Received(const Report& message) {
     if (message.opcode == ClientReport::kTerminalData) {
-        m_listOut.Reset();
+        if (!m_isLoggingOut && --m_listsOut <= 0) {
+            ExpectNoList();
+        }
         AnswerLists(ListLine(message));
         m_isLoggingOut ? AnswerLogout(DoneLine()) : Proceed();
     } else if (message.opcode == ClientReport::kTerminalTerm && m_isLoggingOut) {
@@ -95,7 +103,7 @@ void TerminalDesk::Received(const Report& message) {
 }
 
 void TerminalDesk::ServiceGone() {
-    m_listOut.Reset();
+    ExpectNoList();
     m_isLoggingOut = false;
     const std::string line = ErrorLine(AgentErrors::kNoService, kNoServiceRuns);
     AnswerLists(line);

@@ -27,6 +27,7 @@ constexpr char kBad[] = R"({"ok":false,"error":"bad-request")";
 constexpr char kStatus[] = "{\"op\":\"status\"}\n";
 constexpr char kUnended[] = "{\"op\":\"terminals\",\"timeout\":0.1}";
 constexpr char kTerminals[] = "{\"op\":\"terminals\"}\n";
+constexpr char kListOfOwn[] = "{\"op\":\"send\",\"opcode\":\"GetTerminalData\",\"parameters\":{}}\n";
 constexpr char kWatch[] = "{\"op\":\"watch\"}\n";
 
 struct Client : SocketClient {
@@ -188,6 +189,8 @@ TEST_F(AgentServer, AwaitsALateListBeforeItAsksForMore) {
     Client early, late, other;
     EXPECT_TRUE(early.Send(kTerminals));
     ExpectOperation("GetTerminalData");
+    EXPECT_EQ("{\"ok\":true}", Client().Answer(kListOfOwn));
+    ExpectOperation("GetTerminalData");
     EXPECT_THAT(early.Line(std::chrono::seconds(40)).value_or(""), HasSubstr("\"error\":\"failed\""));
     EXPECT_TRUE(late.Send(kTerminals) && other.Send("{\"op\":\"terminal-logout\",\"ticket\":\"1\"}\n"));
     EXPECT_THAT(Client().Answer(kStatus), StartsWith(kOk));
@@ -195,6 +198,9 @@ TEST_F(AgentServer, AwaitsALateListBeforeItAsksForMore) {
     EXPECT_EQ(read(fromAgent.Get(), &byte, sizeof(byte)), -1);
     Report("SetTerminalData", "<response><terminal>t</terminal></response>");
     EXPECT_EQ(R"({"ok":true,"terminals":["t"]})", late.NextLine());
+    EXPECT_THAT(Client().Answer(kStatus), StartsWith(kOk));
+    EXPECT_EQ(read(fromAgent.Get(), &byte, sizeof(byte)), -1);
+    Report("SetTerminalData", "<response><terminal>t</terminal></response>");
     ExpectOperation("<ticket>1</ticket>");
 }
 
