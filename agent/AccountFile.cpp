@@ -1,7 +1,6 @@
 #include "AccountFile.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +12,7 @@
 #include <cstring>
 
 #include "FileUtil.h"
+#include "SystemNames.h"
 #include "TextUtil.h"
 
 namespace {
@@ -50,15 +50,10 @@ AccountReading Fault(ExitStatus status, const std::string& path, const std::stri
     return reading;
 }
 
-std::string OwnerName(uid_t owner) {
-    const passwd* entry = getpwuid(owner);
-    return entry != nullptr ? entry->pw_name : "user " + std::to_string(owner);
-}
-
 std::string PermissionFault(const struct stat& status) {
     char mode[sizeof("07777")];
     (void)snprintf(mode, sizeof(mode), "%04o", status.st_mode & 07777U);
-    return std::string("has mode ") + mode + " and belongs to " + OwnerName(status.st_uid) +
+    return std::string("has mode ") + mode + " and belongs to " + UserName(status.st_uid) +
            ": nobody else may read or write it (chmod 600)";
 }
 

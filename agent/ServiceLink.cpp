@@ -12,6 +12,7 @@
 
 #include "SettingsKeys.h"
 #include "SignalHandler.h"
+#include "SystemNames.h"
 #include "XMLOpt.h"
 
 namespace {
@@ -23,7 +24,6 @@ constexpr char kToService[] = "/clientpipe";
 constexpr mode_t kFifoMode = 0600;  // logins travel here
 
 constexpr char kSettingsFile[] = "/conf/conf.xml";
-constexpr char kServiceName[] = "QuorvaneSvr\n";  // as /proc has it
 
 // Between two looks for the service. It opens the second FIFO up to a second after the first.
 constexpr milliseconds kLookPause(250);
@@ -35,12 +35,6 @@ constexpr int kMostLastReads = 64;
 
 // A handler, not SIG_IGN, which programs that are started from here would inherit.
 void NoteBrokenPipe(int /*signal*/) {}
-
-bool IsServiceProcess(int pid) {
-    const std::string path = "/proc/" + std::to_string(pid) + "/comm";
-    std::string name;
-    return CFileUtil::ReadWholeFile(path.c_str(), name) && name == kServiceName;
-}
 
 }  // namespace
 

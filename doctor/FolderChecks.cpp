@@ -8,6 +8,7 @@
 
 #include "Examination.h"
 #include "FolderCopy.h"
+#include "SystemNames.h"
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include "BoundedChild.h"
 #include "Examination.h"
 #include "FolderCopy.h"
+#include "SystemNames.h"
 #include "TextUtil.h"
 #include "Texts.h"
 #include "ZsmHelper.h"

@@ -1,6 +1,5 @@
 #include "Processes.h"
 
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,15 +10,11 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "FileUtil.h"
-#include "FolderCopy.h"
+#include "SystemNames.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr char kServiceName[] = "QuorvaneSvr";
-constexpr uint64_t kLongestName = 256;
 
 std::string PathOf(pid_t pid, const char* entry) {
     return "/proc/" + std::to_string(pid) + "/" + entry;
@@ -97,19 +92,11 @@ std::vector<RunningService> FindServices(const std::string& folder) {
     struct stat wanted = {};
     (void)stat(folder.c_str(), &wanted);  // one that is missing is nobody's
     for (const pid_t pid : AllProcesses()) {
-        if (ProcessName(pid) == kServiceName && !HasEnded(pid) && SharesNetwork(pid)) {
+        if (IsServiceProcess(pid) && !HasEnded(pid) && SharesNetwork(pid)) {
             services.push_back(Describe(pid, wanted));
         }
     }
     return services;
-}
-
-std::string ProcessName(pid_t pid) {
-    std::string name;
-    if (ReadFile(PathOf(pid, "comm"), name, kLongestName) != 0) {
-        return {};
-    }
-    return name.substr(0, name.rfind('\n'));
 }
 
 std::vector<pid_t> ReadersOf(const std::string& path) {
@@ -124,16 +111,4 @@ std::vector<pid_t> ReadersOf(const std::string& path) {
         }
     }
     return readers;
-}
-
-// Read by ourselves: the system's way may ask a server of the network, which is what is missing here.
-std::string UserName(uid_t user) {
-    const FileOwner file(fopen("/etc/passwd", "re"));
-    const passwd* entry = nullptr;
-    while (file && (entry = fgetpwent(file.get())) != nullptr) {
-        if (entry->pw_uid == user) {
-            return std::string(entry->pw_name) + " (" + std::to_string(user) + ")";
-        }
-    }
-    return std::to_string(user);
 }

@@ -20,11 +20,5 @@ struct RunningService {
 // working folder that is looked for.
 std::vector<RunningService> FindServices(const std::string& folder);
 
-// The name of the running process; empty when there is none.
-std::string ProcessName(pid_t pid);
-
 // The processes that have the FIFO at `path` open for reading, as far as they may be seen; without this one.
 std::vector<pid_t> ReadersOf(const std::string& path);
-
-// "root (0)", or the number alone for a user without a name in /etc/passwd.
-std::string UserName(uid_t user);

@@ -10,6 +10,7 @@
 
 #include "Examination.h"
 #include "PortalCodes.h"
+#include "SystemNames.h"
 #include "TextUtil.h"
 #include "Texts.h"
 

@@ -2,14 +2,15 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "ConfigKeys.h"
-#include "FileUtil.h"
 #include "SettingsKeys.h"
 #include "SettingsMending.h"
+#include "SystemNames.h"
 
 namespace fs = std::filesystem;
 
@@ -17,18 +18,14 @@ namespace {
 
 constexpr char kFolder[] = "conf";
 constexpr char kFile[] = "conf/conf.xml";
-constexpr char kServiceName[] = "QuorvaneSvr\n";  // as /proc has it
 
 // What a clone of this folder must not share with the machine it was made of.
 constexpr const char* kIdentityKeys[] = {SettingsKey::kClientId, SettingsKey::kTicket,
                                          SettingsKey::kProcessId};
 
 bool RunsAsService(const std::string& processId) {
-    if (processId.find_first_not_of("0123456789") != std::string::npos) {
-        return false;
-    }
-    std::string name;
-    return CFileUtil::ReadWholeFile(("/proc/" + processId + "/comm").c_str(), name) && name == kServiceName;
+    const bool isNumber = processId.find_first_not_of("0123456789") == std::string::npos;
+    return isNumber && IsServiceProcess(static_cast<pid_t>(strtol(processId.c_str(), nullptr, 10)));
 }
 
 std::string ReplacedPath(const std::string& key) {
