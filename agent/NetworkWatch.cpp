@@ -165,7 +165,7 @@ void NetworkWatch::Look() {
         m_quiet.Note();
         return;
     }
-    const bool isOther = path && !(*path == m_path);
+    const bool isOther = path && !IsSameWay(*path, m_path);
     const bool hasSlept = std::exchange(m_hasSlept, false);
     m_path = path.value_or(m_path);
     if (isOther || hasSlept) {

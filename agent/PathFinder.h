@@ -12,8 +12,9 @@ struct NetworkPath {
     std::string address;    // the interface's IPv4 address; without one its global IPv6 address
     std::string gateway;    // of that route; empty for a route without one
 };
-inline bool operator==(const NetworkPath& one, const NetworkPath& other) {
-    return one.interface == other.interface && one.address == other.address && one.gateway == other.gateway;
+// Another interface with the same address and gateway is the same way.
+inline bool IsSameWay(const NetworkPath& one, const NetworkPath& other) {
+    return one.address == other.address && one.gateway == other.gateway;
 }
 
 // Finds the way out in what the kernel answers when it is asked for all routes and addresses. The answers are

@@ -259,11 +259,12 @@ TEST_F(AgentWayOut, ChangesWhenItIsQuietOrAfterASuspend) {
     thread.Do([&] { watch = std::make_unique<NetworkWatch>(thread.m_loop, changed, timeAsleep); });
     EXPECT_TRUE(
         Shell("ip route del default; for i in $(seq 20); do ip address add 10.8.8.$i/24 dev lo; done; "
-              "ip link add second type veth peer name third; ip route add default via 192.0.2.1"));
+              "ip link add second up type veth peer name third; ip link set third up;"
+              "ip address add 192.0.2.10/24 dev second; ip route add default via 192.0.2.1 dev second"));
     // Longer than the quiet: IPv6 has events of its own, about a second after a link came up.
     EXPECT_FALSE(WaitUntil([&] { return !calls.All().empty(); }, milliseconds(5000)));
     EXPECT_TRUE(Shell("ip address del 192.0.2.10/24 dev campus0; ip address add 192.0.2.11/24 dev campus0"));
-    EXPECT_TRUE(Shell("ip route add default via 192.0.2.1") && calls.Await(1));
+    EXPECT_TRUE(Shell("ip route replace default via 192.0.2.1 dev campus0") && calls.Await(1));
     secondsAsleep = 3;
     EXPECT_TRUE(calls.Await(2));
     EXPECT_EQ(calls.All(), (Texts{"other 192.0.2.11", "same 192.0.2.11"}));
