@@ -233,9 +233,18 @@ JsonOwner AgentClient::Parsed() const {
     return cJSON_IsObject(value.get()) ? std::move(value) : nullptr;
 }
 
-JsonOwner StatusIfThere(const std::string& socketPath) {
+uid_t AgentClient::AgentUser() const {
+    ucred agent = {};
+    socklen_t length = sizeof(agent);
+    return getsockopt(m_socket, SOL_SOCKET, SO_PEERCRED, &agent, &length) == 0 ? agent.uid : kNoUser;
+}
+
+StatusFound StatusIfThere(const std::string& socketPath) {
     AgentClient client(kPatience);
-    JsonOwner status;
-    const CtlFault fault = client.Ask(socketPath, CtlRequest(AgentOp::kStatus), status);
-    return fault.IsNone() ? std::move(status) : nullptr;
+    StatusFound found;
+    if (!client.Ask(socketPath, CtlRequest(AgentOp::kStatus), found.status).IsNone()) {
+        return {};
+    }
+    found.agentUser = client.AgentUser();
+    return found;
 }

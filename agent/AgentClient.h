@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cjson/cJSON.h>
+#include <sys/types.h>
 
 #include <chrono>
 #include <string>
@@ -30,6 +31,8 @@ struct CtlRequest {
     JsonOwner fields;
 };
 
+constexpr uid_t kNoUser = static_cast<uid_t>(-1);
+
 // One connection to the agent. What comes over it is taken for what it is: bytes of somebody else, bounded in
 // length and time. Belongs to one thread.
 class AgentClient {
@@ -52,6 +55,9 @@ class AgentClient {
     // The line that was read last, without its end and as the agent sent it.
     const std::string& Line() const { return m_line; }
 
+    // Who opened the socket for clients; kNoUser when that is not known.
+    uid_t AgentUser() const;
+
     // For whoever watches: readable when Take can bring something new, which does not wait.
     int Descriptor() const { return m_socket; }
     Arrival Take();
@@ -73,5 +79,9 @@ class AgentClient {
     std::string m_line;
 };
 
-// The status of an agent that need not be there; null when none tells it within two seconds.
-JsonOwner StatusIfThere(const std::string& socketPath);
+// What an agent that need not be there tells of itself.
+struct StatusFound {
+    JsonOwner status;  // null when none tells it within two seconds
+    uid_t agentUser = kNoUser;
+};
+StatusFound StatusIfThere(const std::string& socketPath);

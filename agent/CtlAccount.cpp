@@ -1,5 +1,6 @@
 // Who is to be logged in, kept in a file that the agent watches. Works without an agent.
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,13 +14,22 @@
 
 namespace {
 
+// Anybody can serve a socket in the current folder and name any file. Root writes for an agent of another
+// user only what that user could replace by himself.
+bool MayName(uid_t agentUser, const std::string& path) {
+    struct stat found = {};
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    const bool isThere = lstat(path.c_str(), &found) == 0 || stat(folder.c_str(), &found) == 0;
+    return geteuid() != 0 || agentUser == 0 || (isThere && found.st_uid == agentUser);
+}
+
 std::string FindAccountFile(const CtlOptions& options) {
     if (!options.accountFile.empty()) {
         return options.accountFile;
     }
-    const JsonOwner status = StatusIfThere(options.socket);
-    const std::string named = AccountFileOf(status.get());
-    return named.empty() ? kSystemAccountFile : named;
+    const StatusFound found = StatusIfThere(options.socket);
+    const std::string named = AccountFileOf(found.status.get());
+    return !named.empty() && MayName(found.agentUser, named) ? named : kSystemAccountFile;
 }
 
 CtlFault AskForAccount(std::string& name) {

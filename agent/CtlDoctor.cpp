@@ -16,7 +16,7 @@ std::string FolderWithoutAgent() {
 
 DoctorOptions WhatToExamine(const CtlOptions& options) {
     DoctorOptions examined;
-    if (const JsonOwner status = StatusIfThere(options.socket)) {
+    if (const JsonOwner status = StatusIfThere(options.socket).status) {
         const cJSON* service = cJSON_GetObjectItemCaseSensitive(status.get(), AgentField::kService);
         examined.agentStatus = OneLine(*status);
         examined.folder = TextOf(service, AgentField::kFolder);
