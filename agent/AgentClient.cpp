@@ -16,8 +16,6 @@ namespace {
 // The whole history as JSON is a little over 1 MiB, and more with characters that JSON writes in six.
 constexpr size_t kLongestAnswer = 8 * 1024 * 1024;
 constexpr size_t kReadBlock = 64 * 1024;
-// The agent's own answer that time is up is the better one, and needs a moment to arrive.
-constexpr std::chrono::seconds kGrace{1};
 
 // Who can do without the agent does not wait for one that hangs.
 constexpr std::chrono::seconds kPatience{2};
@@ -163,7 +161,7 @@ CtlFault AgentClient::Exchange(CtlRequest request, JsonOwner& answer) {
         return fault;
     }
     // An agent that has too many clients says so and hangs up without reading.
-    fault = Await(Clock::now() + m_timeout + kGrace);
+    fault = Await(Clock::now() + m_timeout + m_grace);
     if (!fault.IsNone()) {
         return fault;
     }
@@ -240,7 +238,7 @@ uid_t AgentClient::AgentUser() const {
 }
 
 StatusFound StatusIfThere(const std::string& socketPath) {
-    AgentClient client(kPatience);
+    AgentClient client(kPatience, std::chrono::seconds(0));
     StatusFound found;
     if (!client.Ask(socketPath, CtlRequest(AgentOp::kStatus), found.status).IsNone()) {
         return {};

@@ -39,9 +39,12 @@ class AgentClient {
   public:
     using Clock = std::chrono::steady_clock;
     enum class Arrival { kLine, kNothingYet, kClosed, kTooLong };
+    // The agent's own answer that time is up is the better one, and needs a moment to arrive.
+    static constexpr std::chrono::seconds kGrace{1};
 
-    // Connecting and each request take at most `timeout`.
-    explicit AgentClient(std::chrono::seconds timeout) : m_timeout(timeout) {}
+    // Connecting and each request take at most `timeout`, and the answer may arrive so much later.
+    explicit AgentClient(std::chrono::seconds timeout, std::chrono::seconds grace = kGrace)
+        : m_timeout(timeout), m_grace(grace) {}
     ~AgentClient();
     AgentClient(const AgentClient&) = delete;
     AgentClient& operator=(const AgentClient&) = delete;
@@ -72,6 +75,7 @@ class AgentClient {
     CtlFault Await(Clock::time_point deadline);
 
     const std::chrono::seconds m_timeout;
+    const std::chrono::seconds m_grace;
     int m_socket = -1;
     std::string m_received;  // what has come behind m_line
     size_t m_searched = 0;   // bytes at its start that hold no line feed

@@ -202,8 +202,10 @@ int Diagnosis::Findings() const {
 Diagnosis Diagnose(const DoctorOptions& options) {
     const SignalPause pause;
     const FolderCopy copy;
+    const auto spent =
+        std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - options.start);
     const ChildOutcome outcome =
-        RunInChild([&](int output) { Examine(options, copy.Path(), output); }, kLookTime);
+        RunInChild([&](int output) { Examine(options, copy.Path(), output); }, kLookTime - spent);
     const Results results = ReadResults(outcome.output);
     Diagnosis diagnosis;
     for (size_t index = 0; index < kCheckCount; ++index) {

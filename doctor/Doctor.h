@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -27,11 +28,13 @@ struct Diagnosis {
 struct DoctorOptions {
     std::string folder;       // the working folder of the service
     std::string agentStatus;  // the agent's answer to a status request, one line of JSON; empty: no agent
+    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 };
 
-// Looks at everything. Ends within 10 s, whatever the network and the algorithm module do: the looking
-// happens in a child process that is killed when its time is up. SIGINT, SIGTERM, SIGHUP and SIGQUIT end it
-// early; they reach the caller once the temporary copy is removed. For one thread of the process at a time.
+// Looks at everything. Ends within 10 s of the start, whatever the network and the algorithm module do: the
+// looking happens in a child process that is killed when its time is up. SIGINT, SIGTERM, SIGHUP and SIGQUIT
+// end it early; they reach the caller once the temporary copy is removed. For one thread of the process at a
+// time.
 Diagnosis Diagnose(const DoctorOptions& options);
 
 // One line of JSON, without a line end.
