@@ -119,7 +119,7 @@ void Agent::LogTerminalOut(const AgentRequest& request, const Reply& reply) {
 
 void Agent::SendAsTold(const AgentRequest& request, const Reply& reply) {
     if (!Write(request.opcode, request.parameters.Text())) {
-        reply(ErrorLine(AgentErrors::kNoService, kNoServiceRuns));
+        reply(ErrorLine(AgentErrors::kNoService, m_link.IsAttached() ? kNotTaken : kNoServiceRuns));
         return;
     }
     const LoginKeeper::Moment now = std::chrono::steady_clock::now();

@@ -5,6 +5,9 @@
 // Of a state, and of what nobody is there to do.
 inline constexpr char kNoServiceRuns[] = "the service does not run";
 
+// Of what is sent while there is no service, or while it reads nothing and its FIFO is full.
+inline constexpr char kNotTaken[] = "the service does not take what it is sent";
+
 // Where the machine stands, as a person would say it.
 enum class AgentState {
     kServiceGone,

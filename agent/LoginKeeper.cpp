@@ -20,7 +20,6 @@ constexpr seconds kTicketWait(5);
 constexpr seconds kGoodLogin(60);
 
 constexpr char kNoAnswer[] = "the portal does not answer";
-constexpr char kNotTaken[] = "the service does not take what it is sent";
 constexpr char kServiceEnded[] = "the service has ended";
 constexpr char kAccountGone[] = "there is no account any more";
 
