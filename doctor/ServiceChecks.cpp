@@ -18,6 +18,7 @@ namespace {
 
 constexpr size_t kShownProcesses = 8;
 constexpr size_t kShownText = 200;
+constexpr pid_t kFirstProcess = 1;  // runs always, and as root
 
 // What the service opens of each FIFO, as bits of the mode of its owner.
 struct FifoRow {
@@ -58,6 +59,19 @@ Verdict JudgeRecordedId(const Examination& examination) {
         return Found(Finding::kNoService, folder + ", the last one was process " + std::to_string(pid));
     }
     return Found(Finding::kForeignProcess, std::to_string(pid) + " is " + Shortened(name, kShownText));
+}
+
+// Who may not read the recorded id still sees whether there is a service anywhere, if he sees others'
+// processes.
+Verdict JudgeNoService(const Examination& examination) {
+    const bool isFolderHidden = examination.folderFailure == EACCES;
+    const bool isIdHidden = isFolderHidden || examination.settingsFailure == EACCES;
+    if (examination.folderFailure == 0 && !isIdHidden) {
+        return JudgeRecordedId(examination);
+    }
+    const bool isNowhere = isIdHidden && examination.services.empty() && !ProcessName(kFirstProcess).empty();
+    return isNowhere ? Found(Finding::kNoService, examination.folder)
+                     : Skipped("the recorded process id cannot be read");
 }
 
 const RunningService* FindOther(const Examination& examination) {
@@ -141,9 +155,8 @@ bool IsOfFolder(const AgentStatus& agent, const std::string& folder) {
 
 Verdict LookAtProcess(Examination& examination) {
     const std::vector<RunningService> own = examination.OwnServices();
-    const bool mayKnow = examination.folderFailure == 0 && examination.settingsFailure != EACCES;
     if (own.empty()) {
-        return mayKnow ? JudgeRecordedId(examination) : Skipped("the recorded process id cannot be read");
+        return JudgeNoService(examination);
     }
     if (own.size() > 1) {
         return Found(Finding::kSeveralServices, List(IdsOf(own)));
