@@ -1,4 +1,5 @@
 // The portal: the address that is asked, where its answers lead, and what the page at the end wants.
+#include <algorithm>
 #include <memory>
 
 #include "Deployment.h"
@@ -29,6 +30,14 @@ CAutoString HostOf(const CAutoString& url) {
     CAutoString port;
     (void)CHttpHelper::ParseIP(url, host, port);  // without a host there is none to compare
     return BeginsWith(host, "www.") ? host.Mid(4) : host;
+}
+
+// Nothing was heard of anybody, not even a name server.
+bool IsSilent(const Chain& chain) {
+    const bool isSilence = chain.fault == Finding::kNotResolved || chain.fault == Finding::kNotReached ||
+                           chain.fault == Finding::kNoAnswer;
+    return isSilence &&
+           std::all_of(chain.hops.begin(), chain.hops.end(), [](const Hop& hop) { return hop.status == 0; });
 }
 
 // The name in a comment that looks like a marker; what follows it begins with a "<".
@@ -101,6 +110,9 @@ Verdict LookAtHops(Examination& examination) {
     const Chain& chain = examination.chain;
     if (chain.fault == Finding::kNone) {
         return Good(DescribeHops(chain));
+    }
+    if (examination.IsOnline() && IsSilent(chain)) {
+        return Good("no answer, as behind some logins that stand; " + DescribeHops(chain));
     }
     const Verdict fault = Found(chain.fault, chain.reason + "; " + DescribeHops(chain));
     return examination.IsOnline() ? AsWarning(fault) : fault;

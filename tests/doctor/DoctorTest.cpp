@@ -60,6 +60,7 @@ struct Campus {
         Run("sed -i 's|</a>|<markerHost>" + host + "</markerHost></a>|' conf/conf.xml");
     }
     void Become(const std::string& commands) { Run(commands), user = 65534; }
+    void Online(const std::string& address) { Probe(address), agent = R"({"state":"online"})"; }
     void Agent(const std::string& status) { agent = status; }
     void Page(const std::string& page) { Serve(HttpAnswer("200 OK", "", page)); }
     void Portal(const std::string& line) {
@@ -123,7 +124,7 @@ struct Story {
 // clang-format off
 const Story kStories[] = {
     {&Campus::Run, "true", "hops", kGood, "/index.cgi?wlanuserip=10.8.0.2"},
-    {&Campus::Agent, R"({"state":"online"})", "agent", kGood, "online"},
+    {&Campus::Online, "http://127.0.0.1:1/", "hops", kGood, "127.0.0.1:1/ no answer"},
     {&Campus::Page, "<html>an open network</html>", "marker", kGood, "the network is open"},
     {&Campus::Run, "echo '# resolvconf' >>/etc/resolv.conf", "resolver", kGood, "no sign"},
     {&Campus::Run, "ip route del default", "route", kFault, "no default route"},
