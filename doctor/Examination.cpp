@@ -15,14 +15,14 @@
 #include "SettingsKeys.h"
 #include "XMLOpt.h"
 #include "ZsmHelper.h"
+#include "agent/AgentProtocol.h"
+#include "agent/AgentState.h"
 
 namespace {
 
 constexpr char kSettingsFile[] = "conf/conf.xml";
 constexpr char kModuleFile[] = "zxmAlogic.zxm";
 constexpr uint64_t kLargestSettings = 4 * 1024 * 1024;  // real ones have a few KiB
-constexpr char kOnline[] = "online";
-constexpr char kOpenNetwork[] = "open-network";
 
 struct SettingText {
     const char* key;
@@ -86,19 +86,20 @@ std::string TextIn(const cJSON* object, const char* name) {
 std::optional<AgentStatus> ReadAgentStatus(const std::string& answer) {
     const std::unique_ptr<cJSON, void (*)(cJSON*)> root(cJSON_Parse(answer.c_str()), cJSON_Delete);
     AgentStatus agent;
-    agent.state = TextIn(root.get(), "state");
+    agent.state = TextIn(root.get(), AgentField::kState);
     if (agent.state.empty()) {
         return std::nullopt;
     }
-    const cJSON* last = cJSON_GetObjectItemCaseSensitive(root.get(), "last");
-    const cJSON* code = cJSON_GetObjectItemCaseSensitive(last, "code");
+    const cJSON* last = cJSON_GetObjectItemCaseSensitive(root.get(), AgentField::kLast);
+    const cJSON* code = cJSON_GetObjectItemCaseSensitive(last, AgentField::kCode);
     agent.hasLast = cJSON_IsObject(last) != 0;
     agent.lastCode = cJSON_IsNumber(code) != 0 ? code->valueint : 0;
-    agent.lastSubCode = TextIn(last, "sub_code");
-    agent.lastText = TextIn(last, "text");
-    agent.folder = TextIn(cJSON_GetObjectItemCaseSensitive(root.get(), "service"), "folder");
-    agent.hasAccount = !TextIn(root.get(), "account").empty();
-    agent.isWanted = cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(root.get(), "wanted")) != 0;
+    agent.lastSubCode = TextIn(last, AgentField::kSubCode);
+    agent.lastText = TextIn(last, AgentField::kText);
+    agent.folder =
+        TextIn(cJSON_GetObjectItemCaseSensitive(root.get(), AgentField::kService), AgentField::kFolder);
+    agent.hasAccount = !TextIn(root.get(), AgentField::kAccount).empty();
+    agent.isWanted = cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(root.get(), AgentField::kWanted)) != 0;
     return agent;
 }
 
@@ -132,11 +133,11 @@ Examination::Examination(const DoctorOptions& options, const std::string& tempor
 }
 
 bool Examination::IsOnline() const {
-    return agent && agent->state == kOnline;
+    return agent && agent->state == WordOf(AgentState::kOnline).name;
 }
 
 bool Examination::IsOpenNetwork() const {
-    return agent && agent->state == kOpenNetwork;
+    return agent && agent->state == WordOf(AgentState::kOpenNetwork).name;
 }
 
 std::vector<RunningService> Examination::OwnServices() const {

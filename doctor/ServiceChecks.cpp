@@ -13,6 +13,7 @@
 #include "SystemNames.h"
 #include "TextUtil.h"
 #include "Texts.h"
+#include "agent/AgentState.h"
 
 namespace {
 
@@ -111,25 +112,25 @@ Verdict JudgeFifo(const Examination& examination, const FifoRow& row, bool isSer
 
 // What keeps the agent from being online, by the state that it tells.
 struct StateRow {
-    const char* state;
+    AgentState state;
     Finding finding;
 };
 constexpr StateRow kStates[] = {
-    {"refused", Finding::kRefusedLogin},   {"service-gone", Finding::kAgentAlone},
-    {"no-adapter", Finding::kLoginFailed}, {"no-portal", Finding::kLoginFailed},
-    {"offline", Finding::kLoginFailed},
+    {AgentState::kRefused, Finding::kRefusedLogin},  {AgentState::kServiceGone, Finding::kAgentAlone},
+    {AgentState::kNoAdapter, Finding::kLoginFailed}, {AgentState::kNoPortal, Finding::kLoginFailed},
+    {AgentState::kOffline, Finding::kLoginFailed},
 };
 // Those in which nothing has to be missing but the wish for a login.
-constexpr const char* kIdleStates[] = {"ready", "offline"};
+constexpr AgentState kIdleStates[] = {AgentState::kReady, AgentState::kOffline};
 
 Finding FindingOf(const AgentStatus& agent) {
-    const bool isIdle =
-        std::find(std::begin(kIdleStates), std::end(kIdleStates), agent.state) != std::end(kIdleStates);
+    const auto isIn = [&agent](AgentState state) { return agent.state == WordOf(state).name; };
+    const bool isIdle = std::any_of(std::begin(kIdleStates), std::end(kIdleStates), isIn);
     if (isIdle && !agent.isWanted) {
         return agent.hasAccount ? Finding::kNotWanted : Finding::kNoAccount;
     }
     for (const StateRow& row : kStates) {
-        if (agent.state == row.state) {
+        if (isIn(row.state)) {
             return row.finding;
         }
     }
