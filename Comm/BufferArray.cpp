@@ -42,6 +42,12 @@ uint64_t CBufferArray::RecvBuffer(char* destination, uint64_t capacity) const {
     return copied;
 }
 
+char* CBufferArray::Join() const {
+    char* text = new char[m_dwBufferSize + 1];
+    text[RecvBuffer(text, m_dwBufferSize)] = '\0';
+    return text;
+}
+
 void CBufferArray::ReleaseBuffer() {
     for (char* block : m_arrBuf) {
         delete[] block;

@@ -29,6 +29,8 @@ class CBufferArray {
     // Copies whole blocks in order and stops before the first one that no longer fits into `capacity` bytes.
     // Returns the number of bytes copied; no NUL is added.
     uint64_t RecvBuffer(char* destination, uint64_t capacity) const;
+    // All of it as one array-allocated, NUL-terminated text, the caller's to free.
+    char* Join() const;
     // Frees every block; the list can be filled again.
     void ReleaseBuffer();
 

@@ -13,30 +13,20 @@ constexpr char kPost[] = "POST";
 constexpr long kPostOn = 12;  // any value but 0 switches POST on
 constexpr char kLineEnd[] = "\r\n";
 
-// Many times what any server sends. It covers the lines behind a chunked body too, which libcurl itself does
-// not limit.
-constexpr uint64_t kLargestHead = 1024 * 1024;
-
 // What has arrived of an answer.
 struct Arrival {
-    explicit Arrival(CHttpData::BodyBound bound) : bodyBound(bound) { head.SetBound(kLargestHead); }
+    explicit Arrival(CHttpData::BodyBound bound) : bodyBound(bound) {
+        head.SetBound(CCurlHttp::kLargestHead);
+    }
 
     CBufferArray head;
     CBufferArray body;
     CHttpData::BodyBound bodyBound;
 };
 
-// The chunks as one array-allocated, NUL-terminated text.
-char* Join(const CBufferArray& chunks) {
-    const uint64_t length = chunks.GetAllBufferSize();
-    char* text = new char[length + 1];
-    text[chunks.RecvBuffer(text, length)] = '\0';
-    return text;
-}
-
 uint64_t BoundOfBody(const Arrival& arrival) {
     CHttpData head(true);
-    head.RespHead(Join(arrival.head));
+    head.RespHead(arrival.head.Join());
     return arrival.bodyBound(head);
 }
 
@@ -83,8 +73,8 @@ int StoreAnswer(CURL* handle, const Arrival& arrival, CHttpData* data) {
     if (status >= kStatusFirstError) {
         return CCurlHttp::kRefused;
     }
-    data->RespHead(Join(arrival.head));
-    data->RespData(Join(arrival.body));
+    data->RespHead(arrival.head.Join());
+    data->RespData(arrival.body.Join());
     data->dwDataLen = arrival.body.GetAllBufferSize();
     return CCurlHttp::kDone;
 }

@@ -21,6 +21,9 @@ class CCurlHttp {
         kRefused = -3,         // a status of 400 or more, kept in retCode
         kTransferFailed = -4,  // libcurl's error is in retCode and on standard error
     };
+    // Bytes, many times what any server sends. It covers the lines behind a chunked body too, which libcurl
+    // itself does not limit.
+    static constexpr uint64_t kLargestHead = 1024 * 1024;
 
     // Blocks until the exchange described by `data` ends, fails or runs out of time. An answer that the
     // record still holds and frees by itself is freed first, unless there is no address; the new one is

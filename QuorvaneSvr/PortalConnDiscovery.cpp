@@ -1,5 +1,4 @@
 // First stage of every login: is there a portal, where does it lead us, and what does it want?
-#include <iterator>
 #include <utility>
 
 #include "CurlHttp.h"
@@ -15,36 +14,14 @@
 
 namespace {
 
-// Headers of the school network, and the field that each one fills.
-constexpr RecordText kSchoolHeaders[] = {
-    {"schoolid:", &CAuthConfig::schoolId},
-    {"domain:", &CAuthConfig::domain},
-    {"area:", &CAuthConfig::area},
-};
-constexpr size_t kSchoolHeaderCount = std::size(kSchoolHeaders);
-
-// They are kept, and sent with every request until a portal says others: servers refuse long heads.
-constexpr int kLongestSchoolText = 256;
+// The field that each of the school's headers fills.
+constexpr CAutoString CAuthConfig::*kSchoolFields[kSchoolHeaderCount] = {
+    &CAuthConfig::schoolId, &CAuthConfig::domain, &CAuthConfig::area};
 
 // The number of hops has no limit, and a portal may send us round in a circle. From this many hops on each
 // next one waits, so that a circle neither burns a core nor fills the disk with log lines.
 constexpr int kHopsWithoutRest = 200;
 constexpr unsigned kHopRestMs = 30 * 1000;
-
-bool IsPortalPage(const CAutoString& url) {
-    return url.Find(kPortalPage) >= 0;
-}
-
-// The three headers are taken together or not at all.
-bool ReadSchool(const CHttpData& answer, CAutoString (&school)[kSchoolHeaderCount]) {
-    bool complete = true;
-    for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
-        school[i] = answer.GetHeadAttri(kSchoolHeaders[i].name);
-        complete = complete && !school[i].IsEmpty() && school[i].GetLength() <= kLongestSchoolText &&
-                   CHttpData::IsHeaderValue(school[i]);
-    }
-    return complete;
-}
 
 int Probe(const CAutoString& url, const CAutoString& userAgent, CHttpData& answer) {
     CAutoString head;
@@ -74,7 +51,7 @@ void TakeSchool(const CHttpData& answer, CInfoCenter& settings, CAuthConfig& rec
         return;
     }
     for (size_t i = 0; i < kSchoolHeaderCount; ++i) {
-        record.*kSchoolHeaders[i].field = school[i];
+        record.*kSchoolFields[i] = school[i];
     }
     SaveRecord(settings, record, RecordGroup::kSchool);
 }

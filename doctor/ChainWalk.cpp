@@ -24,12 +24,9 @@ using std::chrono::milliseconds;
 constexpr milliseconds kConnectTime(2000);  // a campus network answers within a few
 constexpr milliseconds kChainTime(5000);    // half of what the whole diagnosis may take
 constexpr size_t kMostHops = 30;            // real chains have fewer than ten
-constexpr uint64_t kLargestHead = 1024 * 1024;
 constexpr size_t kShownAddress = 160;
 constexpr size_t kShownHops = 10;
 constexpr int kFirstRedirectStatus = 300;
-
-constexpr const char* kSchoolHeaders[] = {"schoolid:", "domain:", "area:"};
 
 struct FailureKind {
     CURLcode code;
@@ -53,20 +50,9 @@ Finding KindOf(CURLcode code, const char* reason) {
     return Finding::kBrokenAnswer;
 }
 
-char* Join(const CBufferArray& chunks) {
-    const uint64_t length = chunks.GetAllBufferSize();
-    char* text = new char[length + 1];
-    text[chunks.RecvBuffer(text, length)] = '\0';
-    return text;
-}
-
-bool IsPortalPage(const CAutoString& url) {
-    return url.Find(kPortalPage) >= 0;
-}
-
 bool NamesSchool(const CHttpData& answer) {
-    return std::all_of(std::begin(kSchoolHeaders), std::end(kSchoolHeaders),
-                       [&](const char* name) { return !answer.GetHeadAttri(name).IsEmpty(); });
+    CAutoString school[kSchoolHeaderCount];
+    return ReadSchool(answer, school);
 }
 
 class Walk {
@@ -137,7 +123,7 @@ class Walk {
         }
         CBufferArray head;
         CBufferArray body;
-        head.SetBound(kLargestHead);
+        head.SetBound(CCurlHttp::kLargestHead);
         body.SetBound(kLargestPage);
         CCurlHttp::PretreatUrl(url);
         SetLimits(handle.get(), left);
@@ -188,8 +174,8 @@ class Walk {
             return Fail(Finding::kRefusedByStatus, "status " + std::to_string(status) + " from " +
                                                        Shortened(m_chain.hops.back().url, kShownAddress));
         }
-        answer.RespHead(Join(head));
-        answer.RespData(Join(body));
+        answer.RespHead(head.Join());
+        answer.RespData(body.Join());
         return true;
     }
 
