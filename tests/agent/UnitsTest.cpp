@@ -206,13 +206,12 @@ TEST(AgentAccount, WhateverHappensToTheFileIsNoticed) {
     LoopThread thread;
     thread.Do(
         [&] { watch = std::make_unique<AccountWatch>(thread.m_loop, "a/account", [&] { ++changes; }); });
-    int expected = 0;
     for (const char* step :
          {"mkdir a; echo me > a/account", "echo secret >> a/account", "echo you > a/new; mv a/new a/account",
           "chmod 400 a/account", "rm a/account", "mkdir b; echo me > b/account; mv a c; mv b a", "rm -r a"}) {
+        const int before = changes;
         ASSERT_EQ(system(step), 0);
-        ++expected;
-        EXPECT_TRUE(WaitUntil([&] { return changes == expected; }, std::chrono::seconds(2))) << step;
+        EXPECT_TRUE(WaitUntil([&] { return changes > before; }, std::chrono::seconds(5))) << step;
     }
     thread.Do([&] { watch.reset(); });
 }
