@@ -80,7 +80,7 @@ CAutoString CInfoCenter::GetLocalValue(const char* key) {
 
 bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
     CLockGuard<GLockObj> guard(m_xmlLock);
-    const WriteTo target = TargetOf(key, value);
+    const WriteTo target = IsNewClientId(key, value) ? WriteTo::kDisk : WriteTo::kCache;
     if (!m_xmlOpt.SetValue(key, value)) {
         return false;
     }
@@ -89,18 +89,14 @@ bool CInfoCenter::SetLocalValue(const char* key, const char* value) {
 }
 
 // Without its id this installation is another client to the portal. The same one, which each start saves
-// again behind the process id, need not be on the disk a second time, but what it was saved in is gone: the
-// file that takes its place must be whole.
-WriteTo CInfoCenter::TargetOf(const char* key, const char* value) {
-    if (strcmp(key, SettingsKey::kClientId) != 0) {
-        return WriteTo::kCache;
-    }
-    return m_xmlOpt.GetValue(key) == value ? WriteTo::kWhole : WriteTo::kDisk;
+// again, does not let the start wait for the disk.
+bool CInfoCenter::IsNewClientId(const char* key, const char* value) {
+    return strcmp(key, SettingsKey::kClientId) == 0 && m_xmlOpt.GetValue(key) != value;
 }
 
-void CInfoCenter::SyncLocalValue() {
+void CInfoCenter::SyncLocalValue(WriteTo target) {
     CLockGuard<GLockObj> guard(m_xmlLock);
-    (void)m_xmlOpt.SaveFile(WriteTo::kDisk);
+    (void)m_xmlOpt.SaveFile(target);
 }
 
 void CInfoCenter::SetValue(const char* key, const char* value) {

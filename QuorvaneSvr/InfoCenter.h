@@ -34,12 +34,11 @@ class CInfoCenter {
     // Values of the settings file. A key with dots names nested elements; a missing one reads as empty.
     CAutoString GetLocalValue(const char* key);
     // Saves the file at once, also for a value that it has. Returns whether the value could be set; a failing
-    // save is not told. A new "clientId" is on the disk when the call returns, and all that was set before;
-    // with the same one a power cut leaves a whole file from then on.
+    // save is not told. A new "clientId" is on the disk when the call returns, and all that was set before.
     bool SetLocalValue(const char* key, const char* value);
-    // Saves the file once more, and waits until all that was set before is on the disk: for the end of a
-    // login.
-    void SyncLocalValue();
+    // Saves the file once more, and waits until all that was set before is on the disk, as far as `target`
+    // says: for the end of a login.
+    void SyncLocalValue(WriteTo target = WriteTo::kDisk);
 
     // Values of this run. A key keeps the value that it was given first; of more than 320 keys the later ones
     // are not kept. Unknown keys read as empty.
@@ -57,7 +56,7 @@ class CInfoCenter {
     virtual void InitOpcodeFun() {}
 
   private:
-    WriteTo TargetOf(const char* key, const char* value);
+    bool IsNewClientId(const char* key, const char* value);
     void LoadOrMendLocalValue(const char* path);
     void Announce(const CAutoString& key, const CAutoString& value);
 

@@ -42,12 +42,22 @@ struct Option {
 };
 constexpr Option kOptions[] = {{"--help", kUsage}, {"--version", kVersion}};
 
+// What the start has saved took the place of a file that was forced to the disk, and a power cut in the next
+// half minute could leave nothing of either. Done when the service is ready, for the disk takes its time.
+void SettleSettings() {
+    CInfoCenter::GetInst()->SyncLocalValue(WriteTo::kWhole);
+}
+
 // Registers the portal business and serves the link. 0, or what kept the link from being opened.
 int OpenAndServe(CServer& server) {
     server.RegisterBusiness(kPortalBusiness, CPortalServer::GetInst());
     (void)server.CreateServer(kOutgoingPipe);  // one that exists already is used
     const int result = server.ConnectToServer(kIncomingPipe);
-    return result == 0 ? server.DoWork() : result;
+    if (result != 0) {
+        return result;
+    }
+    SettleSettings();
+    return server.DoWork();
 }
 
 }  // namespace

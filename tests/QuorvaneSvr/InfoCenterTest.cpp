@@ -78,13 +78,15 @@ TEST_F(InfoCenter, OnlyWhatAStartOrALoginNeedsIsForcedToTheDiskBeforeItIsInPlace
     CInfoCenter* store = CInfoCenter::GetInst();
     g_duringSync = [] { ADD_FAILURE() << "a ticket can be had again, and a power cut ends the process"; };
     EXPECT_TRUE(store->SetLocalValue("ticket", "t") && store->SetLocalValue("PID", "1"));
-    for (const char* key : {"clientId", "clientId", "SyncLocalValue"}) {
+    for (const char* key : {"clientId", "SyncLocalValue"}) {
         const std::string before = m_folder.Read(kSettings);
         bool synced = false;
         g_duringSync = [&] { synced = before == m_folder.Read(kSettings); };
         *key == 'S' ? store->SyncLocalValue() : (void)store->SetLocalValue(key, "1");
         EXPECT_TRUE(synced) << key;
     }
+    g_duringSync = [] { ADD_FAILURE() << "the same client id is there already"; };
+    EXPECT_TRUE(store->SetLocalValue("clientId", "1"));
 }
 
 TEST_F(InfoCenter, BrokenSettingsArePutAsideAndSavingWorksAgain) {
