@@ -45,7 +45,7 @@ class CTrafficStatistics {
     int Report(const char* url, const char* account, const char* schoolid, const char* ipv4,
                const char* brasip, tag_STATISTICS_TYPE type);
 
-    // Bytes since the interface exists: at the login and at the latest look.
+    // Bytes since the interface was made: at the login and at the latest look.
     uint64_t m_un64TransmitBytesStart = 0;
     uint64_t m_un64ReceiveBytesStart = 0;
     uint64_t m_un64TransmitBytesStatistics = 0;

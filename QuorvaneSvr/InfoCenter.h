@@ -37,7 +37,7 @@ class CInfoCenter {
     // save is not told. A new "clientId" is on the disk when the call returns, and all that was set before.
     bool SetLocalValue(const char* key, const char* value);
     // Saves the file once more, and waits until all that was set before is on the disk, as far as `target`
-    // says: for the end of a login.
+    // says: for the end of a start or of a login.
     void SyncLocalValue(WriteTo target = WriteTo::kDisk);
 
     // Values of this run. A key keeps the value that it was given first; of more than 320 keys the later ones
